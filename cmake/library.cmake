@@ -1,7 +1,7 @@
 # The library, shared and static. It is compiled without exceptions and run-time type information and linked by the C
 # compiler driver, so that a C program can use it and never meets a C++ runtime.
 
-set(ZOLSTATS_MODULES diag gwycon lock resultsetbuffer socketcomms)
+set(ZOLSTATS_MODULES diag gwycon gwytok impl lock resultsetbuffer socketcomms statcomms statquery)
 list(TRANSFORM ZOLSTATS_MODULES PREPEND ${PROJECT_SOURCE_DIR}/source/stapi_zol_ OUTPUT_VARIABLE zolstats_sources)
 list(TRANSFORM zolstats_sources APPEND .cpp)
 
