@@ -10,8 +10,6 @@
 
 #include <algorithm>
 
-#include "zolstats/zolstats.h"
-
 const char version4stapi_zol_diag[] = ZOLSTATS_VERSION_TEXT;
 const char copyright4stapi_zol_diag[] = ZOLSTATS_COPYRIGHT_TEXT;
 
@@ -85,7 +83,7 @@ FILE* traceStream() {
     return statAPITraceHandle != nullptr ? statAPITraceHandle : stderr;
 }
 
-FreedAddress::FreedAddress(const void* address) : value(reinterpret_cast<uintptr_t>(address)) {}
+FreedAddress::FreedAddress(const void* address) : value(address) {}
 
 FILE* beginTraceLine(const TracePoint& point) {
     if (point.style != TraceStyle::Unlocked) {

@@ -14,6 +14,7 @@
 #include <type_traits>
 
 #include "stapi_zol_lock.h"
+#include "zolstats/zolstats.h"
 
 #define ZOLSTATS_PRODUCT_VERSION "1.1.0.1"
 #define ZOLSTATS_BUILD_LEVEL "zs11-20261121-1200"
@@ -118,10 +119,13 @@ struct TracePoint {
 // The address of memory that will have been freed when its line is written. (Made out of line: a compiler
 // that sees where it comes from warns that it is used after the free.)
 struct FreedAddress {
-    uintptr_t value;
+    const void* value;
 
     explicit FreedAddress(const void* address);
 };
+
+// Stands in a table for a line that is not written; it is no trace point.
+inline constexpr TracePoint NO_LINE{0, TraceKind::Debug, ""};
 
 template <class Value>
 constexpr bool fitsConversion(char conversion) {
@@ -134,7 +138,7 @@ constexpr bool fitsConversion(char conversion) {
         case 'u':
         case 'x':
         case 'X':
-            return std::is_integral_v<Value> && sizeof(Value) == sizeof(int);
+            return std::is_same_v<Value, int> || std::is_same_v<Value, unsigned>;
         default:
             return false;
     }
@@ -188,7 +192,7 @@ inline const void* printable(const void* value) {
     return value;
 }
 inline const void* printable(FreedAddress address) {
-    return reinterpret_cast<const void*>(address.value);
+    return address.value;
 }
 inline int printable(int value) {
     return value;
@@ -246,6 +250,24 @@ inline void traceData(const StorageArea& area) {
     if (traces(Point.kind)) {
         writeTraceData(Point, area);
     }
+}
+
+// Is the caller the owner? 0, ZOLSTATS_WRONG_PROCESS or ZOLSTATS_WRONG_THREAD, with the line that tells so.
+// Threads are compared whole; the line shows their low 32 bits.
+template <const TracePoint& OtherProcess, const TracePoint& OtherThread>
+int checkOwner(unsigned owningPid, pthread_t owningTid) {
+    unsigned pid = 0;
+    unsigned tid = 0;
+    getPidTid(&pid, &tid);
+    if (pid != owningPid) {
+        trace<OtherProcess>(pid, owningPid);
+        return ZOLSTATS_WRONG_PROCESS;
+    }
+    if (compareTids(pthread_self(), owningTid) == 0) {
+        trace<OtherThread>(tid, static_cast<unsigned>(owningTid));
+        return ZOLSTATS_WRONG_THREAD;
+    }
+    return ZOLSTATS_OK;
 }
 
 // What a line prints for a text that may be null.

@@ -28,7 +28,6 @@ LockRecord gtlLock = {};
 GatewayToken* gtListHeadPtr = nullptr;
 GatewayToken* gtListTailPtr = nullptr;
 
-constexpr int LOCK_AND_FIND = 1;  // lockRequired of a deletion that looks the token up
 constexpr int NO_LIMIT = INT_MAX;
 
 // ---- Searching
@@ -78,21 +77,6 @@ int findGatewayToken(const GatewayToken* target, GatewayToken** parent, int limi
     }
     trace<findTokenExit>(target, parent, rc);
     return rc;
-}
-
-int checkOwner(unsigned owningPid, pthread_t owningTid) {
-    unsigned pid = 0;
-    unsigned tid = 0;
-    getPidTid(&pid, &tid);
-    if (pid != owningPid) {
-        trace<verifyTokenPid>(pid, owningPid);
-        return ZOLSTATS_WRONG_PROCESS;
-    }
-    if (compareTids(pthread_self(), owningTid) == 0) {
-        trace<verifyTokenTid>(tid, static_cast<unsigned>(owningTid));
-        return ZOLSTATS_WRONG_THREAD;
-    }
-    return ZOLSTATS_OK;
 }
 
 // ---- Chaining
@@ -421,7 +405,7 @@ int verifyGatewayToken(void* gwTok) {
     releaseLock(&gtlLock);
     int rc = ZOLSTATS_TOKEN_NOT_FOUND;
     if (findRc == GTL_FOUND) {
-        rc = checkOwner(owningPid, owningTid);
+        rc = checkOwner<verifyTokenPid, verifyTokenTid>(owningPid, owningTid);
     } else {
         trace<verifyTokenNotFound>(gwTok, findRc);
     }

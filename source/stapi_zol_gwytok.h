@@ -48,6 +48,8 @@ inline constexpr int GTL_FOUND = 1004;
 inline constexpr int GTL_RUNAWAY = 1005;
 inline constexpr int GTL_EMPTY = 1006;
 
+inline constexpr int LOCK_AND_FIND = 1;  // lockRequired of a deletion that looks the token up
+
 inline constexpr size_t TOKEN_TEXT_SIZE = 512;  // what formatGatewayToken() may fill
 
 }  // namespace zolstats

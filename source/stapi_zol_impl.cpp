@@ -27,7 +27,6 @@ namespace {
 constexpr char LOCAL_HOST[] = "127.0.0.1";
 constexpr int MAX_PORT = 65535;
 constexpr unsigned MAX_TRACE_LEVEL = ZOLSTATS_TRACE_ALL;
-constexpr int LOCK_AND_FIND = 1;  // lockRequired of deleteGatewayToken()
 
 // An id that would bring the text of getIdQuery() to this many characters or more, its separator not counted,
 // is left out.
@@ -40,7 +39,7 @@ int stapiState = 0;                                     // 1 once the library is
 char stapiVersion[32000] = "";                          // handed out to applications
 int traceHeaderWrite = 0;  // 1 once the destination has its banner; guarded by traceLock
 
-int traceLevel() {
+int currentTraceLevel() {
     return __atomic_load_n(&statAPITrace, __ATOMIC_RELAXED);
 }
 
@@ -117,7 +116,7 @@ Switch switchTrace(const char* traceFile, int& errorOut) {
     requestLock(&traceLock);
     const Switch outcome = switchDestination(traceFile);
     errorOut = errno;
-    if (traceLevel() > ZOLSTATS_TRACE_OFF && traceHeaderWrite == 0) {
+    if (currentTraceLevel() > ZOLSTATS_TRACE_OFF && traceHeaderWrite == 0) {
         writeBanner();
         traceHeaderWrite = 1;
     }
@@ -149,7 +148,7 @@ int applyTraceLevel(int level) {
         return ZOLSTATS_BAD_TRACE_LEVEL;
     }
     requestLock(&traceLock);
-    if (traceHeaderWrite == 0 && traceLevel() == ZOLSTATS_TRACE_OFF && level > ZOLSTATS_TRACE_OFF) {
+    if (traceHeaderWrite == 0 && currentTraceLevel() == ZOLSTATS_TRACE_OFF && level > ZOLSTATS_TRACE_OFF) {
         writeBanner();
     }
     setTraceLevel(level);
@@ -172,7 +171,7 @@ void writeState() {
     requestLock(&traceLock);
     FILE* stream = traceStream();
     fprintf(stream, "zolstats state dump: API Version=%s Trace Level=%d statAPITraceFile=%s\n",
-            ZOLSTATS_API_VERSION, traceLevel(), traceFileName());
+            ZOLSTATS_API_VERSION, currentTraceLevel(), traceFileName());
     fflush(stream);
     releaseLock(&traceLock);
 }
@@ -186,16 +185,25 @@ struct TextCopy {
 };
 
 constexpr TextCopy TO_ASCII{
-    true,        true, dupAsciiEntry, dupAsciiAllocated, dupAsciiCopying, dupAsciiNoMemory, dupAsciiInvalid,
-    dupAsciiExit};
-constexpr TextCopy TO_NATIVE{false,
-                             false,
-                             dupNativeEntry,
-                             dupNativeAllocated,
-                             dupNativeCopying,
-                             dupNativeNoMemory,
-                             dupNativeInvalid,
-                             dupNativeExit};
+    .replaces = true,
+    .tellsAddress = true,
+    .entry = dupAsciiEntry,
+    .allocated = dupAsciiAllocated,
+    .copying = dupAsciiCopying,
+    .noMemory = dupAsciiNoMemory,
+    .invalid = dupAsciiInvalid,
+    .exit = dupAsciiExit,
+};
+constexpr TextCopy TO_NATIVE{
+    .replaces = false,
+    .tellsAddress = false,
+    .entry = dupNativeEntry,
+    .allocated = dupNativeAllocated,
+    .copying = dupNativeCopying,
+    .noMemory = dupNativeNoMemory,
+    .invalid = dupNativeInvalid,
+    .exit = dupNativeExit,
+};
 
 template <const TextCopy& Copy>
 int copyText(const char* source, int size, char** outputPtr) {
@@ -298,62 +306,71 @@ int closeConnectionOf(void** gwTokPtr, int initRc) {
 using AskForAll = int (*)(int socketDesc, unsigned char** buffer, int* bufferLen);
 using AskByIds = int (*)(int socketDesc, unsigned char** buffer, int* bufferLen, const char* ids);
 
-// Where the six differ. One of the two requests is null.
+// Where the six differ.
 struct Query {
-    AskForAll askForAll;
-    AskByIds askByIds;
-    bool marksOwner;         // sets the result set's owner anew
-    bool dropsAfterCheck;    // drops the connection when the check of the token says that it is lost
-    bool dropsAfterRequest;  // drops it when the request failed
+    bool takesIds = false;  // asks by ids, otherwise for all
+    AskForAll askForAll = nullptr;
+    AskByIds askByIds = nullptr;
+    bool marksOwner = true;         // sets the result set's owner anew
+    bool dropsAfterCheck = true;    // drops the connection when the check of the token says that it is lost
+    bool dropsAfterRequest = true;  // drops it when the request failed
     const TracePoint &asking, &set, &noBuffer, &drop;
-    const TracePoint* buffer = nullptr;  // a second line about the result set
+    const TracePoint& buffer = NO_LINE;  // a second line about the result set
 };
 
-constexpr Query STATS{commsStats,  nullptr,          true,        true, true, getStatsQuery,
-                      getStatsSet, getStatsNoBuffer, getStatsDrop};
-constexpr Query STAT_IDS{commsStatIds,       nullptr,       true, true, true, getStatIdsQuery, getStatIdsSet,
-                         getStatIdsNoBuffer, getStatIdsDrop};
-constexpr Query RESOURCE_GROUPS{commsResourceGroupsIds,
-                                nullptr,
-                                false,
-                                false,
-                                true,
-                                getResourceGroupIdsQuery,
-                                getResourceGroupIdsSet,
-                                getResourceGroupIdsNoBuffer,
-                                getResourceGroupIdsDrop,
-                                &getResourceGroupIdsBuffer};
-constexpr Query STATS_BY_GROUP{nullptr,
-                               commsStatsByStatGroupId,
-                               true,
-                               true,
-                               false,
-                               getStatsByStatGroupIdQuery,
-                               getStatsByStatGroupIdSet,
-                               getStatsByStatGroupIdNoBuffer,
-                               getStatsByStatGroupIdDrop};
-constexpr Query STATS_BY_ID{nullptr,
-                            commsStatsByStatId,
-                            true,
-                            true,
-                            true,
-                            getStatsByStatIdQuery,
-                            getStatsByStatIdSet,
-                            getStatsByStatIdNoBuffer,
-                            getStatsByStatIdDrop};
-constexpr Query STAT_IDS_BY_GROUP{nullptr,
-                                  commsStatIdsByStatGroupId,
-                                  true,
-                                  true,
-                                  true,
-                                  getStatIdsByStatGroupIdQuery,
-                                  getStatIdsByStatGroupIdSet,
-                                  getStatIdsByStatGroupIdNoBuffer,
-                                  getStatIdsByStatGroupIdDrop};
+constexpr Query STATS{
+    .askForAll = commsStats,
+    .asking = getStatsQuery,
+    .set = getStatsSet,
+    .noBuffer = getStatsNoBuffer,
+    .drop = getStatsDrop,
+};
+constexpr Query STAT_IDS{
+    .askForAll = commsStatIds,
+    .asking = getStatIdsQuery,
+    .set = getStatIdsSet,
+    .noBuffer = getStatIdsNoBuffer,
+    .drop = getStatIdsDrop,
+};
+constexpr Query RESOURCE_GROUPS{
+    .askForAll = commsResourceGroupsIds,
+    .marksOwner = false,
+    .dropsAfterCheck = false,
+    .asking = getResourceGroupIdsQuery,
+    .set = getResourceGroupIdsSet,
+    .noBuffer = getResourceGroupIdsNoBuffer,
+    .drop = getResourceGroupIdsDrop,
+    .buffer = getResourceGroupIdsBuffer,
+};
+constexpr Query STATS_BY_GROUP{
+    .takesIds = true,
+    .askByIds = commsStatsByStatGroupId,
+    .dropsAfterRequest = false,
+    .asking = getStatsByStatGroupIdQuery,
+    .set = getStatsByStatGroupIdSet,
+    .noBuffer = getStatsByStatGroupIdNoBuffer,
+    .drop = getStatsByStatGroupIdDrop,
+};
+constexpr Query STATS_BY_ID{
+    .takesIds = true,
+    .askByIds = commsStatsByStatId,
+    .asking = getStatsByStatIdQuery,
+    .set = getStatsByStatIdSet,
+    .noBuffer = getStatsByStatIdNoBuffer,
+    .drop = getStatsByStatIdDrop,
+};
+constexpr Query STAT_IDS_BY_GROUP{
+    .takesIds = true,
+    .askByIds = commsStatIdsByStatGroupId,
+    .asking = getStatIdsByStatGroupIdQuery,
+    .set = getStatIdsByStatGroupIdSet,
+    .noBuffer = getStatIdsByStatGroupIdNoBuffer,
+    .drop = getStatIdsByStatGroupIdDrop,
+};
 
 template <const Query& What>
 int ask(GatewayToken* token, const char* ids) {
-    if constexpr (What.askByIds != nullptr) {
+    if constexpr (What.takesIds) {
         trace<What.asking>(ids);
         return What.askByIds(token->socket, &token->resultSetBuf, &token->resultSetBufLen, ids);
     } else {
@@ -386,8 +403,8 @@ int request(GatewayToken* token, const char* ids, ResultSetToken** resultSet) {
         set->owner = OWNER_API;
     }
     trace<What.set>(set);
-    if constexpr (What.buffer != nullptr) {
-        trace<*What.buffer>(set->head);
+    if constexpr (What.buffer.number != 0) {
+        trace<What.buffer>(set->head);
     }
     if (rc == 0) {
         *resultSet = set;
@@ -404,7 +421,7 @@ int query(void* gwTok, const char* ids, ResultSetToken** resultSet) {
     if (gwTok == nullptr) {
         return ZOLSTATS_NULL_TOKEN;
     }
-    if (What.askByIds != nullptr && ids == nullptr) {
+    if (What.takesIds && ids == nullptr) {
         return ZOLSTATS_NULL_ID_LIST;
     }
     if (resultSet == nullptr) {
@@ -499,23 +516,47 @@ int32_t idLength(const IdData& item) {
     return item.idLen;
 }
 
-// Where the four workers differ. A line that a worker does not write is null.
+// Where the four workers differ.
 struct Walk {
     bool rewinds;
     const TracePoint &header, &subsetEnd, &done;
-    const TracePoint *notStarted, *caching, *rejected;
-    const TracePoint *itemLength, *itemPosition;
+    const TracePoint &notStarted = NO_LINE, &caching = NO_LINE, &rejected = NO_LINE;
+    const TracePoint &itemLength = NO_LINE, &itemPosition = NO_LINE;
 };
 
-constexpr Walk FIRST_STAT{true,          firstStatHeader, firstStatSubsetEnd,
-                          firstStatDone, nullptr,         &firstStatCaching,
-                          nullptr,       nullptr,         nullptr};
-constexpr Walk NEXT_STAT{false,   nextStatHeader,    nextStatSubsetEnd, nextStatDone, &nextStatNotStarted,
-                         nullptr, &nextStatRejected, nullptr,           &nextStatItem};
-constexpr Walk FIRST_ID{true,    firstIdHeader,    firstIdSubsetEnd, firstIdDone, nullptr,
-                        nullptr, &firstIdRejected, &firstIdItem,     nullptr};
-constexpr Walk NEXT_ID{false,   nextIdHeader,    nextIdSubsetEnd, nextIdDone, &nextIdNotStarted,
-                       nullptr, &nextIdRejected, nullptr,         &nextIdItem};
+constexpr Walk FIRST_STAT{
+    .rewinds = true,
+    .header = firstStatHeader,
+    .subsetEnd = firstStatSubsetEnd,
+    .done = firstStatDone,
+    .caching = firstStatCaching,
+};
+constexpr Walk NEXT_STAT{
+    .rewinds = false,
+    .header = nextStatHeader,
+    .subsetEnd = nextStatSubsetEnd,
+    .done = nextStatDone,
+    .notStarted = nextStatNotStarted,
+    .rejected = nextStatRejected,
+    .itemPosition = nextStatItem,
+};
+constexpr Walk FIRST_ID{
+    .rewinds = true,
+    .header = firstIdHeader,
+    .subsetEnd = firstIdSubsetEnd,
+    .done = firstIdDone,
+    .rejected = firstIdRejected,
+    .itemLength = firstIdItem,
+};
+constexpr Walk NEXT_ID{
+    .rewinds = false,
+    .header = nextIdHeader,
+    .subsetEnd = nextIdSubsetEnd,
+    .done = nextIdDone,
+    .notStarted = nextIdNotStarted,
+    .rejected = nextIdRejected,
+    .itemPosition = nextIdItem,
+};
 
 // Stand before the first element. A set that ends where its element count should be has none.
 template <const Walk& How, class Record>
@@ -527,8 +568,8 @@ void start(ResultSetToken* set, Record* record) {
     set->queryIndex = 1;
     set->elementResultIndex = 0;
     set->next = isEmpty ? reader.at : set->head + SET_HEADER_LENGTH;
-    if constexpr (How.notStarted != nullptr) {
-        trace<*How.notStarted>(set, set->next);
+    if constexpr (How.notStarted.number != 0) {
+        trace<How.notStarted>(set, set->next);
     }
 }
 
@@ -542,8 +583,8 @@ bool readHeader(ResultSetToken* set, SetReader& reader) {
     }
     trace<How.header>(set->queryIndex, set->queryCount, set, start, set->queryElementLen,
                       set->queryElementPtr, set->queryElementRC);
-    if constexpr (How.caching != nullptr) {
-        trace<*How.caching>(set, start, set->queryElementLen, set->queryElementPtr, set->queryElementRC);
+    if constexpr (How.caching.number != 0) {
+        trace<How.caching>(set, start, set->queryElementLen, set->queryElementPtr, set->queryElementRC);
     }
     return true;
 }
@@ -557,8 +598,8 @@ void fillQuery(const ResultSetToken& set, Record* record) {
 
 template <const Walk& How, class Record>
 int finishRejected(ResultSetToken* set, Record* record, const SetReader& reader) {
-    if constexpr (How.rejected != nullptr) {
-        trace<*How.rejected>(set, record, set->queryElementRC);
+    if constexpr (How.rejected.number != 0) {
+        trace<How.rejected>(set, record, set->queryElementRC);
     }
     ++set->queryIndex;
     set->next = reader.at;
@@ -571,11 +612,11 @@ int takeItem(ResultSetToken* set, Record* record, SetReader& reader, int32_t ite
     if (!readItem(reader, *record)) {
         return ZOLSTATS_NO_MORE_ITEMS;
     }
-    if constexpr (How.itemLength != nullptr) {
-        trace<*How.itemLength>(set->queryIndex, idLength(*record));
+    if constexpr (How.itemLength.number != 0) {
+        trace<How.itemLength>(set->queryIndex, idLength(*record));
     }
-    if constexpr (How.itemPosition != nullptr) {
-        trace<*How.itemPosition>(set->queryIndex, itemIndex, set, reader.at, idLength(*record));
+    if constexpr (How.itemPosition.number != 0) {
+        trace<How.itemPosition>(set->queryIndex, itemIndex, set, reader.at, idLength(*record));
     }
     set->elementResultIndex = itemIndex + 1;
     if (set->elementResultIndex > set->elementResultCount) {
@@ -622,7 +663,7 @@ bool holds(const ResultSetToken& set, const char* eyecatcher) {
     return hasRoom && memcmp(set.head, eyecatcher, EYECATCHER_LENGTH) == 0;
 }
 
-int checkOwner(ResultSetToken* set) {
+int checkSetOwner(ResultSetToken* set) {
     return set->owner == OWNER_API ? verifyAPIResultSetTokenOwner(set) : ZOLSTATS_OK;
 }
 
@@ -635,15 +676,38 @@ struct WalkCall {
     const TracePoint &entry, &wrongContent, &exit;
 };
 
-constexpr WalkCall<StatData> GET_FIRST_STAT{getFirstStatInternal,    STATS_SET_EYECATCHER,
-                                            ZOLSTATS_NULL_STAT_DATA, firstStatCallEntry,
-                                            firstStatCallContent,    firstStatCallExit};
-constexpr WalkCall<StatData> GET_NEXT_STAT{getNextStatInternal, STATS_SET_EYECATCHER, ZOLSTATS_NULL_STAT_DATA,
-                                           nextStatCallEntry,   nextStatCallContent,  nextStatCallExit};
-constexpr WalkCall<IdData> GET_FIRST_ID{getFirstIdInternal, IDS_SET_EYECATCHER, ZOLSTATS_NULL_ID_DATA,
-                                        firstIdCallEntry,   firstIdCallContent, firstIdCallExit};
-constexpr WalkCall<IdData> GET_NEXT_ID{getNextIdInternal, IDS_SET_EYECATCHER, ZOLSTATS_NULL_ID_DATA,
-                                       nextIdCallEntry,   nextIdCallContent,  nextIdCallExit};
+constexpr WalkCall<StatData> GET_FIRST_STAT{
+    .worker = getFirstStatInternal,
+    .content = STATS_SET_EYECATCHER,
+    .nullRecordRc = ZOLSTATS_NULL_STAT_DATA,
+    .entry = firstStatCallEntry,
+    .wrongContent = firstStatCallContent,
+    .exit = firstStatCallExit,
+};
+constexpr WalkCall<StatData> GET_NEXT_STAT{
+    .worker = getNextStatInternal,
+    .content = STATS_SET_EYECATCHER,
+    .nullRecordRc = ZOLSTATS_NULL_STAT_DATA,
+    .entry = nextStatCallEntry,
+    .wrongContent = nextStatCallContent,
+    .exit = nextStatCallExit,
+};
+constexpr WalkCall<IdData> GET_FIRST_ID{
+    .worker = getFirstIdInternal,
+    .content = IDS_SET_EYECATCHER,
+    .nullRecordRc = ZOLSTATS_NULL_ID_DATA,
+    .entry = firstIdCallEntry,
+    .wrongContent = firstIdCallContent,
+    .exit = firstIdCallExit,
+};
+constexpr WalkCall<IdData> GET_NEXT_ID{
+    .worker = getNextIdInternal,
+    .content = IDS_SET_EYECATCHER,
+    .nullRecordRc = ZOLSTATS_NULL_ID_DATA,
+    .entry = nextIdCallEntry,
+    .wrongContent = nextIdCallContent,
+    .exit = nextIdCallExit,
+};
 
 template <const auto& Call, class Record>
 int checkWalk(ResultSetToken* set, const Record* record) {
@@ -660,7 +724,7 @@ int checkWalk(ResultSetToken* set, const Record* record) {
         trace<Call.wrongContent>();
         return ZOLSTATS_WRONG_CONTENT;
     }
-    return checkOwner(set);
+    return checkSetOwner(set);
 }
 
 template <const auto& Call, class Record>
@@ -681,11 +745,11 @@ int callWalk(ResultSetToken* set, Record* record) {
 
 // Has the set a buffer of a known kind, and does it belong to the caller? NoBuffer is null where no line
 // tells of it.
-template <const TracePoint* NoBuffer, const TracePoint& WrongContent>
+template <const TracePoint& NoBuffer, const TracePoint& WrongContent>
 int checkSource(ResultSetToken* set) {
     if (set->head == nullptr) {
-        if constexpr (NoBuffer != nullptr) {
-            trace<*NoBuffer>(set);
+        if constexpr (NoBuffer.number != 0) {
+            trace<NoBuffer>(set);
         }
         return ZOLSTATS_NO_BUFFER;
     }
@@ -693,7 +757,7 @@ int checkSource(ResultSetToken* set) {
         trace<WrongContent>();
         return ZOLSTATS_WRONG_CONTENT;
     }
-    return checkOwner(set);
+    return checkSetOwner(set);
 }
 
 int checkCopy(ResultSetToken* source, ResultSetToken** target) {
@@ -703,7 +767,7 @@ int checkCopy(ResultSetToken* source, ResultSetToken** target) {
     if (target == nullptr) {
         return ZOLSTATS_NULL_RESULT_SET_ADDRESS;
     }
-    return checkSource<&copyNoBuffer, copyContent>(source);
+    return checkSource<copyNoBuffer, copyContent>(source);
 }
 
 int copyBuffer(const ResultSetToken& source, ResultSetToken* copy) {
@@ -771,7 +835,7 @@ int dumpSet(ResultSetToken* set) {
     if (set == nullptr) {
         return ZOLSTATS_NULL_RESULT_SET;
     }
-    const int rc = checkSource<&dumpResultSetNoBuffer, dumpResultSetContent>(set);
+    const int rc = checkSource<dumpResultSetNoBuffer, dumpResultSetContent>(set);
     if (rc == 0) {
         dumpResultSetInternal(set);
     }
@@ -825,7 +889,7 @@ int checkIdQuery(ResultSetToken* set, char** output) {
     if (output == nullptr) {
         return ZOLSTATS_NULL_OUTPUT;
     }
-    return checkSource<nullptr, getIdQueryContent>(set);
+    return checkSource<NO_LINE, getIdQueryContent>(set);
 }
 
 int makeIdQuery(ResultSetToken* set, char** output, IdQuery& query) {
@@ -870,43 +934,43 @@ int dup2ASCIIString(const char* str, char** outputPtr) {
 
 // ---- Trace and versions
 
-int getAPITraceLevel(int* traceStatePtr) {
+int getAPITraceLevel(int* traceLevel) {
     int rc = stapiInit();
-    trace<getTraceLevelEntry>(traceStatePtr);
+    trace<getTraceLevelEntry>(traceLevel);
     if (rc == 0) {
-        rc = handOut<getTraceLevelNull>(traceStatePtr, traceLevel());
+        rc = handOut<getTraceLevelNull>(traceLevel, currentTraceLevel());
     }
-    trace<getTraceLevelExit>(traceStatePtr, rc);
+    trace<getTraceLevelExit>(traceLevel, rc);
     return rc;
 }
 
-int setAPITraceLevel(int traceState) {
+int setAPITraceLevel(int traceLevel) {
     int rc = stapiInit();
-    trace<setTraceLevelEntry>(traceState, traceLevel());
+    trace<setTraceLevelEntry>(traceLevel, currentTraceLevel());
     if (rc == 0) {
-        rc = applyTraceLevel(traceState);
+        rc = applyTraceLevel(traceLevel);
     }
-    trace<setTraceLevelExit>(traceState, traceLevel(), rc);
+    trace<setTraceLevelExit>(traceLevel, currentTraceLevel(), rc);
     return rc;
 }
 
-int setAPITraceFile(const char* traceFile) {
+int setAPITraceFile(const char* fileName) {
     int rc = stapiInit();
-    trace<setTraceFileEntry>(traceFile, traceFileName());
+    trace<setTraceFileEntry>(fileName, traceFileName());
     if (rc == 0) {
-        rc = applyTraceFile(traceFile);
+        rc = applyTraceFile(fileName);
     }
-    trace<setTraceFileExit>(traceFile, traceFileName(), rc);
+    trace<setTraceFileExit>(fileName, traceFileName(), rc);
     return rc;
 }
 
-int getStatsAPIVersion(char** apiVersPtr) {
+int getStatsAPIVersion(char** version) {
     int rc = stapiInit();
-    trace<getVersionEntry>(apiVersPtr);
+    trace<getVersionEntry>(version);
     if (rc == 0) {
-        rc = handOut<getVersionNull>(apiVersPtr, stapiVersion);
+        rc = handOut<getVersionNull>(version, stapiVersion);
     }
-    trace<getVersionExit>(apiVersPtr, rc);
+    trace<getVersionExit>(version, rc);
     return rc;
 }
 
@@ -964,82 +1028,82 @@ int closeAllGatewayConnections(void) {
 
 // ---- Queries
 
-int getStats(void* gwTok, ResultSetToken** statRSPtr) {
+int getStats(void* gwTok, ResultSetToken** resultSet) {
     int rc = stapiInit();
-    trace<getStatsEntry>(gwTok, statRSPtr);
+    trace<getStatsEntry>(gwTok, resultSet);
     if (rc == 0) {
-        rc = query<STATS>(gwTok, nullptr, statRSPtr);
+        rc = query<STATS>(gwTok, nullptr, resultSet);
     }
-    trace<getStatsExit>(gwTok, statRSPtr, rc);
+    trace<getStatsExit>(gwTok, resultSet, rc);
     return rc;
 }
 
-int getStatIds(void* gwTok, ResultSetToken** statIdRSPtr) {
+int getStatIds(void* gwTok, ResultSetToken** resultSet) {
     int rc = stapiInit();
-    trace<getStatIdsEntry>(gwTok, statIdRSPtr);
+    trace<getStatIdsEntry>(gwTok, resultSet);
     if (rc == 0) {
-        rc = query<STAT_IDS>(gwTok, nullptr, statIdRSPtr);
+        rc = query<STAT_IDS>(gwTok, nullptr, resultSet);
     }
-    trace<getStatIdsExit>(gwTok, statIdRSPtr, rc);
+    trace<getStatIdsExit>(gwTok, resultSet, rc);
     return rc;
 }
 
-int getResourceGroupIds(void* gwTok, ResultSetToken** resGrpIdRSPtr) {
+int getResourceGroupIds(void* gwTok, ResultSetToken** resultSet) {
     int rc = stapiInit();
-    trace<getResourceGroupIdsEntry>(gwTok, resGrpIdRSPtr);
+    trace<getResourceGroupIdsEntry>(gwTok, resultSet);
     if (rc == 0) {
-        rc = query<RESOURCE_GROUPS>(gwTok, nullptr, resGrpIdRSPtr);
+        rc = query<RESOURCE_GROUPS>(gwTok, nullptr, resultSet);
     }
     trace<getResourceGroupIdsExit>(rc);
     return rc;
 }
 
-int getStatsByStatGroupId(void* gwTok, const char* providerIdPtr, ResultSetToken** statRSPtr) {
+int getStatsByStatGroupId(void* gwTok, const char* ids, ResultSetToken** resultSet) {
     int rc = stapiInit();
-    trace<getStatsByStatGroupIdEntry>(gwTok, providerIdPtr, statRSPtr);
+    trace<getStatsByStatGroupIdEntry>(gwTok, ids, resultSet);
     if (rc == 0) {
-        rc = query<STATS_BY_GROUP>(gwTok, providerIdPtr, statRSPtr);
+        rc = query<STATS_BY_GROUP>(gwTok, ids, resultSet);
     }
-    trace<getStatsByStatGroupIdExit>(gwTok, providerIdPtr, statRSPtr, rc);
+    trace<getStatsByStatGroupIdExit>(gwTok, ids, resultSet, rc);
     return rc;
 }
 
-int getStatsByStatId(void* gwTok, const char* statIdsPtr, ResultSetToken** statRSPtr) {
+int getStatsByStatId(void* gwTok, const char* ids, ResultSetToken** resultSet) {
     int rc = stapiInit();
-    trace<getStatsByStatIdEntry>(gwTok, statIdsPtr, statRSPtr);
+    trace<getStatsByStatIdEntry>(gwTok, ids, resultSet);
     if (rc == 0) {
-        rc = query<STATS_BY_ID>(gwTok, statIdsPtr, statRSPtr);
+        rc = query<STATS_BY_ID>(gwTok, ids, resultSet);
     }
-    trace<getStatsByStatIdExit>(gwTok, statIdsPtr, statRSPtr, rc);
+    trace<getStatsByStatIdExit>(gwTok, ids, resultSet, rc);
     return rc;
 }
 
-int getStatIdsByStatGroupId(void* gwTok, const char* providerIdsPtr, ResultSetToken** statIdRsPtr) {
+int getStatIdsByStatGroupId(void* gwTok, const char* ids, ResultSetToken** resultSet) {
     int rc = stapiInit();
-    trace<getStatIdsByStatGroupIdEntry>(gwTok, providerIdsPtr, statIdRsPtr);
+    trace<getStatIdsByStatGroupIdEntry>(gwTok, ids, resultSet);
     if (rc == 0) {
-        rc = query<STAT_IDS_BY_GROUP>(gwTok, providerIdsPtr, statIdRsPtr);
+        rc = query<STAT_IDS_BY_GROUP>(gwTok, ids, resultSet);
     }
-    trace<getStatIdsByStatGroupIdExit>(gwTok, textOrNull(providerIdsPtr), statIdRsPtr, rc);
+    trace<getStatIdsByStatGroupIdExit>(gwTok, textOrNull(ids), resultSet, rc);
     return rc;
 }
 
 // ---- Walking
 
-int getFirstStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    return callWalk<GET_FIRST_STAT>(rsPtr, statDataPtr);
+int getFirstStat(ResultSetToken* resultSet, StatData* statData) {
+    return callWalk<GET_FIRST_STAT>(resultSet, statData);
 }
 
-int getNextStat(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    return callWalk<GET_NEXT_STAT>(rsPtr, statDataPtr);
+int getNextStat(ResultSetToken* resultSet, StatData* statData) {
+    return callWalk<GET_NEXT_STAT>(resultSet, statData);
 }
 
-int getFirstId(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    return callWalk<GET_FIRST_ID>(rsPtr, idDataPtr);
+int getFirstId(ResultSetToken* resultSet, IdData* idData) {
+    return callWalk<GET_FIRST_ID>(resultSet, idData);
 }
 
-int getNextId(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    return callWalk<GET_NEXT_ID>(rsPtr, idDataPtr);
+int getNextId(ResultSetToken* resultSet, IdData* idData) {
+    return callWalk<GET_NEXT_ID>(resultSet, idData);
 }
 
 int getFirstStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
@@ -1072,51 +1136,51 @@ int getNextIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
 
 // ---- Result sets as a whole
 
-int copyResultSet(ResultSetToken* srcRsPtr, ResultSetToken** tarRsPtr) {
+int copyResultSet(ResultSetToken* source, ResultSetToken** target) {
     int rc = stapiInit();
-    trace<copyEntry>(srcRsPtr, tarRsPtr);
+    trace<copyEntry>(source, target);
     if (rc == 0) {
-        rc = makeCopy(srcRsPtr, tarRsPtr);
+        rc = makeCopy(source, target);
     }
-    trace<copyExit>(srcRsPtr, tarRsPtr, rc);
+    trace<copyExit>(source, target, rc);
     return rc;
 }
 
-int freeResultSet(ResultSetToken** rsPtr) {
+int freeResultSet(ResultSetToken** resultSet) {
     int rc = stapiInit();
-    trace<freeEntry>(rsPtr);
+    trace<freeEntry>(resultSet);
     if (rc == 0) {
-        rc = checkFree(rsPtr);
+        rc = checkFree(resultSet);
     }
     if (rc == 0) {
-        freeCopy(rsPtr);
+        freeCopy(resultSet);
     }
-    trace<freeExit>(rsPtr, rc);
+    trace<freeExit>(resultSet, rc);
     return rc;
 }
 
-int dumpResultSet(ResultSetToken* rsPtr) {
+int dumpResultSet(ResultSetToken* resultSet) {
     int rc = stapiInit();
-    trace<dumpResultSetEntry>(rsPtr);
+    trace<dumpResultSetEntry>(resultSet);
     if (rc == 0) {
-        rc = dumpSet(rsPtr);
+        rc = dumpSet(resultSet);
     }
-    trace<dumpResultSetExit>(rsPtr, rc);
+    trace<dumpResultSetExit>(resultSet, rc);
     return rc;
 }
 
-int getIdQuery(ResultSetToken* rsPtr, char** idQueryStringPtr) {
+int getIdQuery(ResultSetToken* resultSet, char** idQuery) {
     int rc = stapiInit();
-    trace<getIdQueryEntry>(rsPtr, idQueryStringPtr);
+    trace<getIdQueryEntry>(resultSet, idQuery);
     IdQuery query{static_cast<char*>(calloc(1, ID_QUERY_SIZE)), 0, 0};
     if (query.text == nullptr) {
         rc = ZOLSTATS_NO_MEMORY;
     }
     if (rc == 0) {
-        rc = makeIdQuery(rsPtr, idQueryStringPtr, query);
+        rc = makeIdQuery(resultSet, idQuery, query);
     }
     free(query.text);
-    trace<getIdQueryExit>(rsPtr, query.idCount, rc);
+    trace<getIdQueryExit>(resultSet, query.idCount, rc);
     return rc;
 }
 }

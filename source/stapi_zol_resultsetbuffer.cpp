@@ -94,21 +94,6 @@ int releaseToken(ResultSetToken** rsPtr) {
     return ZOLSTATS_OK;
 }
 
-int compareOwner(const ResultSetToken& token) {
-    unsigned pid = 0;
-    unsigned tid = 0;
-    getPidTid(&pid, &tid);
-    if (pid != token.owningPid) {
-        trace<verifyOwnerPid>(pid, token.owningPid);
-        return ZOLSTATS_WRONG_PROCESS;
-    }
-    if (compareTids(pthread_self(), token.owningTid) == 0) {
-        trace<verifyOwnerTid>(tid, static_cast<unsigned>(token.owningTid));
-        return ZOLSTATS_WRONG_THREAD;
-    }
-    return ZOLSTATS_OK;
-}
-
 template <const TracePoint& NullCursor>
 int append(unsigned char** bufWPtr, const void* bytes, int count) {
     if (bufWPtr == nullptr || *bufWPtr == nullptr) {
@@ -179,7 +164,7 @@ int deleteResultSet(ResultSetToken** rsPtr) {
 
 int verifyAPIResultSetTokenOwner(ResultSetToken* rsPtr) {
     trace<verifyOwnerEntry>(rsPtr);
-    const int rc = compareOwner(*rsPtr);
+    const int rc = checkOwner<verifyOwnerPid, verifyOwnerTid>(rsPtr->owningPid, rsPtr->owningTid);
     trace<verifyOwnerExit>(rsPtr, rc);
     return rc;
 }

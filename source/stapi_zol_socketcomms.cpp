@@ -229,15 +229,28 @@ struct FixedRequest {
     const TracePoint &entry, &allocated, &noMemory, &freeing, &exit;
 };
 
-constexpr FixedRequest HANDSHAKE{REQUEST_HANDSHAKE,     0,
-                                 HANDSHAKE_BODY,        sizeof HANDSHAKE_BODY,
-                                 flowHandshakeEntry,    flowHandshakeAllocated,
-                                 flowHandshakeNoMemory, flowHandshakeFree,
-                                 flowHandshakeExit};
-
+constexpr FixedRequest HANDSHAKE{
+    .type = REQUEST_HANDSHAKE,
+    .auxWord = 0,
+    .body = HANDSHAKE_BODY,
+    .bodyLength = sizeof HANDSHAKE_BODY,
+    .entry = flowHandshakeEntry,
+    .allocated = flowHandshakeAllocated,
+    .noMemory = flowHandshakeNoMemory,
+    .freeing = flowHandshakeFree,
+    .exit = flowHandshakeExit,
+};
 constexpr FixedRequest CLOSE{
-    REQUEST_CLOSE, -1,           HANDSHAKE_BODY, 0, flowCloseEntry, flowCloseAllocated, flowCloseNoMemory,
-    flowCloseFree, flowCloseExit};
+    .type = REQUEST_CLOSE,
+    .auxWord = -1,
+    .body = nullptr,
+    .bodyLength = 0,
+    .entry = flowCloseEntry,
+    .allocated = flowCloseAllocated,
+    .noMemory = flowCloseNoMemory,
+    .freeing = flowCloseFree,
+    .exit = flowCloseExit,
+};
 
 RequestHeader fixedHeader(const FixedRequest& request) {
     RequestHeader header{};
@@ -260,7 +273,9 @@ int flowFixedRequest(int socketDesc, FlowReasons* reasons) {
     auto* message = static_cast<unsigned char*>(allocateTraced<Request.allocated, Request.noMemory>(length));
     if (message != nullptr) {
         writeHeader(&header, message);
-        memcpy(message + length - Request.bodyLength, Request.body, Request.bodyLength);
+        if constexpr (Request.bodyLength > 0) {
+            memcpy(message + length - Request.bodyLength, Request.body, Request.bodyLength);
+        }
         rc = flow(socketDesc, length, &message, header.name, &header, reasons);
         trace<Request.freeing>(message);
         free(message);
@@ -275,8 +290,11 @@ void encodeAuthRequest(const AuthRequest& request, unsigned char* message) {
     writeHeader(&request.header, message);
     unsigned char* body = message + request.header.nameLength + HEADER_FIXED_LENGTH;
     storeWord(body, request.authStep);
-    for (int word = 0; request.authStep == 1 && word < 4; ++word) {
-        storeWord(body + 4 + 4 * word, request.authData[word]);
+    if (request.authStep == 1) {
+        for (const uint32_t word : request.authData) {
+            body += 4;
+            storeWord(body, word);
+        }
     }
 }
 
@@ -391,11 +409,24 @@ struct Exchange {
     const TracePoint &entry, &allocated, &noMemory, &freeing, &exit;
 };
 
-constexpr Exchange<AuthRequest> AUTH{encodeAuthRequest, decodeAuthReply, flowAuthEntry, flowAuthAllocated,
-                                     flowAuthNoMemory,  flowAuthFree,    flowAuthExit};
-constexpr Exchange<AdminRequest> ADMIN{encodeAdminRequest, decodeAdminReply,  flowAdminEntry,
-                                       flowAdminAllocated, flowAdminNoMemory, flowAdminFree,
-                                       flowAdminExit};
+constexpr Exchange<AuthRequest> AUTH{
+    .encode = encodeAuthRequest,
+    .decode = decodeAuthReply,
+    .entry = flowAuthEntry,
+    .allocated = flowAuthAllocated,
+    .noMemory = flowAuthNoMemory,
+    .freeing = flowAuthFree,
+    .exit = flowAuthExit,
+};
+constexpr Exchange<AdminRequest> ADMIN{
+    .encode = encodeAdminRequest,
+    .decode = decodeAdminReply,
+    .entry = flowAdminEntry,
+    .allocated = flowAdminAllocated,
+    .noMemory = flowAdminNoMemory,
+    .freeing = flowAdminFree,
+    .exit = flowAdminExit,
+};
 
 template <const auto& Call, class Request>
 int flowRequest(int socketDesc, Request* request, FlowReasons* reasons) {
