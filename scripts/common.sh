@@ -1,0 +1,71 @@
+# shellcheck shell=bash
+# What demo.sh and test.sh share: the project's root, headings, packages, and an end that leaves no process behind.
+# Sourced, not run. It changes to the root, so that the callers work from any folder.
+
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+heading() {
+    printf '\n== %s (after %d s)\n' "$1" "$SECONDS"
+}
+
+# Debian's packages, from Debian's own tools.
+
+missing_packages() {
+    local package
+    for package in "$@"; do
+        [[ $(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null) == installed ]] || echo "$package"
+    done
+}
+
+as_root() {
+    if ((EUID == 0)); then
+        "$@"
+    elif command -v sudo >/dev/null; then
+        sudo "$@"
+    else
+        echo "Please install as root: ${missing[*]}" >&2
+        return 1
+    fi
+}
+
+apt() {
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get -qq -o DPkg::Lock::Timeout=600 -o Dpkg::Use-Pty=0 "$@"
+}
+
+# Two clones may come here at once, and `apt-get update` does not wait for another: the package manager's folder serves
+# as the lock, since no file of ours may lie outside the build folder.
+install_packages() {
+    local missing lock
+    exec {lock}</var/lib/dpkg
+    flock "$lock"
+    mapfile -t missing < <(missing_packages "$@")
+    if ((${#missing[@]})); then
+        echo "Installing: ${missing[*]}"
+        apt update
+        apt install -y --no-install-recommends "${missing[@]}" >/dev/null
+    fi
+    exec {lock}<&-
+}
+
+# Commands run in a process group of their own, which is ended as a whole when the script is.
+
+group=
+guarded() {
+    set -m
+    "$@" &
+    group=$!
+    set +m
+    wait "$group"
+    group=
+}
+
+end_guarded() {
+    if [[ -n $group ]]; then
+        kill -- "-$group" 2>/dev/null || true
+        wait 2>/dev/null || true
+    fi
+}
+
+trap end_guarded EXIT
+trap 'exit 130' INT
+trap 'exit 143' TERM HUP
