@@ -319,15 +319,14 @@ Reply Conversation::handOutWords(const Request& request) {
     return {authReply(request, 0, Refusal::None, *words_)};
 }
 
-// The words are good for one attempt, so that they cannot be guessed at.
+// The words are good for one attempt, so that they cannot be guessed at; a failed one ends an earlier
+// authorisation too.
 Reply Conversation::compareWords(const Request& request, const AuthCall& call) {
     const auto expected = std::exchange(words_, std::nullopt);
-    if (!expected || !std::equal(expected->begin(), expected->end(), call.words.begin()) ||
-        call.words.back() != 0) {
-        return {authReply(request, 0, Refusal::WrongWords, {})};
-    }
-    authorised_ = true;
-    return {authReply(request, call.step, Refusal::None, {})};
+    authorised_ = expected && std::equal(expected->begin(), expected->end(), call.words.begin()) &&
+                  call.words.back() == 0;
+    return {authorised_ ? authReply(request, call.step, Refusal::None, {})
+                        : authReply(request, 0, Refusal::WrongWords, {})};
 }
 
 Reply Conversation::administer(const Request& request) {

@@ -2,7 +2,7 @@
 # What demo.sh and test.sh share: the project's root, headings, packages, and an end that leaves no process behind.
 # Sourced, not run. It changes to the root, so that the callers work from any folder.
 
-cd "$(dirname "${BASH_SOURCE[0]}")/.."
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
 
 heading() {
     printf '\n== %s (after %d s)\n' "$1" "$SECONDS"

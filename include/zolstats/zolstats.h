@@ -106,9 +106,9 @@ typedef struct ResultSetToken ResultSetToken;
  */
 typedef struct StatData {
     char eyecatcher[8];                   /* "ZOLSTSET", not terminated */
-    const unsigned char* queryElementPtr; /* the part of the query that this item answers, as the Gateway echoed it */
+    const unsigned char* queryElementPtr; /* the query that this item answers, as the Gateway put it */
     int32_t queryElementLen;              /* its length in bytes */
-    int32_t queryElementRC;               /* 0 or more: answered; negative: rejected, and the fields below are stale */
+    int32_t queryElementRC;               /* negative: rejected, the fields below are stale */
     int32_t statIdLen;                    /* length of the statistic's id in bytes */
     const unsigned char* statId;          /* the id, not terminated */
     int32_t statDataLen;                  /* length of the statistic's value in bytes */
@@ -118,9 +118,9 @@ typedef struct StatData {
 /* One identifier, filled by getFirstId() and getNextId(); ownership and lifetime as for StatData. */
 typedef struct IdData {
     char eyecatcher[8];                   /* "ZOLIDSET", not terminated */
-    const unsigned char* queryElementPtr; /* the part of the query that this item answers, as the Gateway echoed it */
+    const unsigned char* queryElementPtr; /* the query that this item answers, as the Gateway put it */
     int32_t queryElementLen;              /* its length in bytes */
-    int32_t queryElementRC;               /* 0 or more: answered; negative: rejected, and the fields below are stale */
+    int32_t queryElementRC;               /* negative: rejected, the fields below are stale */
     int32_t idLen;                        /* length of the id in bytes */
     const unsigned char* id;              /* the id, not terminated */
 } IdData;

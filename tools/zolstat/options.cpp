@@ -16,14 +16,16 @@ constexpr const char* DESCRIPTION =
     "Show the statistics of a running Gateway. Without a command it does what 'stats' does.";
 constexpr const char* FOOTER =
     "Exit codes: 0 fine; 1 the Gateway rejected something, the rest is shown; 2 wrong usage;\n"
-    "3 no connection; 4 the connection was lost; 5 the output could not be written.";
+    "3 no connection; 4 the connection was lost, or a query failed; 5 the output could not be written.";
 
 // The Gateway takes ids as a list with ':' between them, and so do we.
 Arguments splitIds(const Arguments& lists) {
     Arguments ids;
     for (const std::string& list : lists) {
-        const Arguments parts = CLI::detail::split(list, ':');
-        ids.insert(ids.end(), parts.begin(), parts.end());
+        std::istringstream parts(list);
+        for (std::string id; std::getline(parts, id, ':');) {
+            ids.push_back(id);
+        }
     }
     return ids;
 }
