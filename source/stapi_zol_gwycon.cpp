@@ -83,13 +83,14 @@ int prepareSocket(int socketDesc) {
 
 int createSocket(const addrinfo& address, int* socketDescriptorPtr) {
     trace<connectCreatingSocket>(address.ai_family, address.ai_socktype, address.ai_protocol);
-    *socketDescriptorPtr = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
-    if (*socketDescriptorPtr < 0) {
+    const int socketDesc = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
+    __atomic_store_n(socketDescriptorPtr, socketDesc, __ATOMIC_RELAXED);  // it may stand where others look
+    if (socketDesc < 0) {
         const int error = errno;
         trace<connectNoSocket>(ErrorText(error).text, error);
         return CONNECT_NO_SOCKET;
     }
-    return prepareSocket(*socketDescriptorPtr);
+    return prepareSocket(socketDesc);
 }
 
 // What a wait for a connect that was interrupted has left. An interruption in the first second leaves only

@@ -318,15 +318,20 @@ int connectFailureForApplication(int connectRc) {
     }
 }
 
+// A dump in another thread may look at status and socket meanwhile, so both change atomically.
+void setStatus(GatewayToken* token, int32_t status) {
+    __atomic_store_n(&token->connStatus, status, __ATOMIC_RELAXED);
+}
+
 int openStatsSocket(GatewayToken* token, const char* hostname) {
     const char* host = textOrNull(hostname);
     trace<openStatsSocketEntry>(token, host, token->port);
     int rc = connectToGateway(token->port, hostname, &token->socket);
     if (rc == 0) {
-        token->connStatus = CONNECTION_OPEN;
+        setStatus(token, CONNECTION_OPEN);
         trace<openStatsSocketConnected>(host, token->port, token->socket);
     } else {
-        token->connStatus = CONNECTION_FAILED;
+        setStatus(token, CONNECTION_FAILED);
         trace<openStatsSocketFailed>(host, token->port, rc);
         rc = connectFailureForApplication(rc);
     }
@@ -345,7 +350,9 @@ int askProtocolVersion(GatewayToken* token) {
 
 void handOut(GatewayToken* token, void** gwTokPtr) {
     char text[TOKEN_TEXT_SIZE];
+    requestLock(&gtlLock);  // the text shows the next token, which another thread may be chaining
     formatGatewayToken(token, text);
+    releaseLock(&gtlLock);
     trace<createGatewayTokenDone>(gwTokPtr, text);
     *gwTokPtr = token;
 }
@@ -444,10 +451,11 @@ int formatGatewayToken(const GatewayToken* token, char* dst) {
         dst, TOKEN_TEXT_SIZE,
         "GatwayToken(%p) eyecatcher(%8.8s) port(%d) connStatus(%d) socket(%d) connRSToken(%p) resultSetBuf(%p) "
         "owningPid(%8.8X) owningTid(%8.8X) nextGwyTokPtr(%p)",
-        static_cast<const void*>(token), token->eyecatcher, token->port, token->connStatus, token->socket,
-        static_cast<const void*>(token->connRSToken), static_cast<const void*>(token->resultSetBuf),
-        token->owningPid, static_cast<unsigned>(token->owningTid),
-        static_cast<const void*>(token->nextGwyTokPtr));
+        static_cast<const void*>(token), token->eyecatcher, token->port,
+        __atomic_load_n(&token->connStatus, __ATOMIC_RELAXED),
+        __atomic_load_n(&token->socket, __ATOMIC_RELAXED), static_cast<const void*>(token->connRSToken),
+        static_cast<const void*>(token->resultSetBuf), token->owningPid,
+        static_cast<unsigned>(token->owningTid), static_cast<const void*>(token->nextGwyTokPtr));
     return ZOLSTATS_OK;
 }
 

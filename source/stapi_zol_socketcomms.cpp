@@ -365,14 +365,15 @@ void encodeAdminRequest(const AdminRequest& request, unsigned char* message) {
     }
 }
 
-// Keep the payload of a reply, what follows its prefix. A reply shorter than that asks for memory of a
-// negative size.
+// Keep the payload of a reply, what follows its prefix. A reply shorter than that asks for memory of a negative
+// size; a body length that is negative itself must not wrap around to a large one.
 int takePayload(const Answer& answer, AdminRequest* request) {
-    const int size = static_cast<int>(request->header.bodyLength) - ADMIN_REPLY_PREFIX_LENGTH;
+    const auto bodyLength = static_cast<int>(request->header.bodyLength);
+    const int size = bodyLength < 0 ? -1 : bodyLength - ADMIN_REPLY_PREFIX_LENGTH;
     request->callData = static_cast<unsigned char*>(size < 0 ? nullptr : malloc(static_cast<size_t>(size)));
     trace<flowAdminPayload>(size, request->callData);
     if (request->callData == nullptr) {
-        trace<flowAdminPayloadNoMemory>(request->header.bodyLength);
+        trace<flowAdminPayloadNoMemory>(bodyLength);
         return ZOLSTATS_NO_MEMORY;
     }
     memcpy(request->callData, answer.bytes + ADMIN_REPLY_PREFIX_LENGTH, static_cast<size_t>(size));

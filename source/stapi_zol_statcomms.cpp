@@ -280,19 +280,23 @@ void parseIds(Parse& parse, int count) {
 //     5 bytes not looked at, block marker, block length (1 or 4 bytes), id length, id, data length, data
 // In a long block the data may go on in further blocks.
 
+int nextMarker(const CallData& in) {
+    const int marker = in.peekByte();
+    trace<statisticNextBlock>(marker);
+    return marker;
+}
+
 // Append what follows in further blocks until remaining bytes have come. A block counts whole even if it
 // holds more. The marker is not looked at again once a short block was met.
 void parseFurtherBlocks(Parse& parse, int remaining) {
-    int marker = parse.in.peekByte();
-    trace<statisticNextBlock>(marker);
+    int marker = nextMarker(parse.in);
     while (marker == BLOCK_DATA_LONG && remaining > 0 && parse.going()) {
         parse.in.skip(3);
         const int count = parse.in.readLength();
         parse.copyBytes(count);
         remaining -= count;
         trace<statisticLongChunk>(count, remaining);
-        marker = parse.in.peekByte();
-        trace<statisticNextBlock>(marker);
+        marker = nextMarker(parse.in);
     }
     while (marker == BLOCK_DATA && remaining > 0 && parse.going()) {
         parse.in.skip(1);

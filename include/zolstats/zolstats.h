@@ -20,9 +20,10 @@
  *               bytes with a length, NOT terminated.
  * Lengths.      In bytes. Never negative in a record that a call has filled.
  * Threads.      A connection and its result set may be used only by the thread (and the process) that opened it;
- *               closing is allowed to any thread of that process. A copy may be walked by any thread, by one at a time.
- *               All other calls may be made from any thread. The library starts no threads, changes no signal
- *               disposition, never writes to standard output and never ends the process.
+ *               closing is allowed to any thread of that process, while no call on the connection is under way. A
+ *               copy may be walked by any thread, by one at a time. All other calls may be made from any thread. The
+ *               library starts no threads, changes no signal disposition, never writes to standard output and never
+ *               ends the process.
  * Processes.    After fork() the child cannot use the parent's connections (ZOLSTATS_WRONG_PROCESS); it opens its own.
  * Waiting.      Connecting waits at most 60 seconds; afterwards a call waits for the Gateway's answer without limit.
  * How many.     Up to ZOLSTATS_MAX_CONNECTIONS connections in one process. Tokens beyond that number open but are not
