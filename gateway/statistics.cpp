@@ -12,6 +12,7 @@
 #include <optional>
 #include <span>
 #include <string_view>
+#include <utility>
 
 namespace gateway {
 namespace {
@@ -199,9 +200,9 @@ Row split(std::string_view line, std::string_view separators) {
     }
 }
 
-Rows readFile(const std::string& name) {
+Rows readFile(const std::string& folder, const std::string& name) {
     const FileFormat& format = formatOf(name);
-    std::ifstream file("/proc/" + name);
+    std::ifstream file(folder + '/' + name);
     Rows rows;
     for (std::string line; std::getline(file, line);) {
         if (Row row = split(line, format.separators); !row.empty()) {
@@ -256,6 +257,8 @@ std::string numberOf(const Rows& rows, const Figure& figure) {
 // The files of one reading, each of them read once.
 class Proc {
   public:
+    explicit Proc(std::string folder) : folder_(std::move(folder)) {}
+
     std::string show(const Figure& figure) {
         const Rows rows = rowsOf(figure);
         switch (figure.unit) {
@@ -282,9 +285,11 @@ class Proc {
 
     const Rows& file(const std::string& name) {
         const auto found = files_.find(name);
-        return found != files_.end() ? found->second : files_.emplace(name, readFile(name)).first->second;
+        return found != files_.end() ? found->second
+                                     : files_.emplace(name, readFile(folder_, name)).first->second;
     }
 
+    std::string folder_;
     std::map<std::string, Rows> files_;
 };
 
@@ -302,8 +307,8 @@ static_assert(std::size(REQUEST_FIGURES) == static_cast<std::size_t>(Action::Cou
 
 }  // namespace
 
-Snapshot readMachine() {
-    Proc proc;
+Snapshot readMachine(const std::string& procFolder) {
+    Proc proc(procFolder);
     Snapshot snapshot;
     for (const FigureGroup& group : MACHINE) {
         Group& target = snapshot.emplace_back(Group{group.id, {}});

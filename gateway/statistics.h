@@ -54,7 +54,7 @@ struct Activity {
 
 // The machine's figures, read from /proc when called. A figure that this kernel does not offer has empty
 // data.
-Snapshot readMachine();
+Snapshot readMachine(const std::string& procFolder = "/proc");
 
 Group ownFigures(const Activity& activity);
 
