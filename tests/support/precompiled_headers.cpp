@@ -1,0 +1,3 @@
+// Exists for its precompiled headers, which the test programs share.
+// It tests nothing and is never run.
+int main() {}

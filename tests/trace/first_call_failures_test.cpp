@@ -1,0 +1,80 @@
+// The test of first calls that fail, each in its own way, until one succeeds. It is alone in its program,
+// since a library that is initialised stays so. Failures later on are in trace_failures_test.cpp. Which
+// failures the library reports, and how, is written down in docs/return-codes.md.
+#include <gmock/gmock.h>
+
+#include <string>
+
+#include "failing_calls.h"
+#include "stapi_zol_diag.h"
+#include "support/trace_line.h"
+#include "zolstats/zolstats.h"
+
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing_support::FailingAllocation;
+using testing_support::FailingMutexInit;
+using testing_support::line;
+
+namespace {
+
+// A first call, held to its result; gives what it wrote to standard error.
+std::string firstCall(int expectedRc) {
+    int level = -1;
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(getAPITraceLevel(&level), expectedRc);
+    EXPECT_EQ(level, expectedRc == 0 ? 0 : -1);
+    return testing::internal::GetCapturedStderr();
+}
+
+void failForTheTraceLock() {
+    const FailingMutexInit failing(1);
+    const std::string written = firstCall(-121);
+    EXPECT_THAT(written, HasSubstr("] [3101] *EXC*  stapi_zol_lock.initializeLock(lockPtr="));
+    EXPECT_THAT(written, testing::EndsWith(
+                             "stapi_zol_impl.stapiInit() Initialization of zolstats API trace has failed. "
+                             "rc=-121\n"));
+}
+
+void failForTheNameBuffer() {
+    const FailingAllocation failing(1);
+    EXPECT_EQ(firstCall(-111),
+              "stapi_zol_impl.stapiInit() Initialization of zolstats API trace has failed. rc=-111\n");
+    EXPECT_EQ(statAPITraceFilename, nullptr);
+}
+
+void failForTheListLock() {
+    const FailingMutexInit failing(1);
+    EXPECT_THAT(
+        testing_support::traceLines(firstCall(-2)),
+        testing::ElementsAre(testing::Field(&testing_support::TraceLine::point, 3101),
+                             line(1124, "*EXC*",
+                                  "stapi_zol_impl.stapiInit() Initialization of zolstats API Gateway Token "
+                                  "List has failed. rc=%d",
+                                  -2)));
+}
+
+// The name buffer is not made up for: later calls live without one.
+void writeTheStateWithoutAName() {
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(setAPITraceFile("/dev/null"), 0);
+    EXPECT_EQ(setAPITraceFile(nullptr), 0);
+    EXPECT_EQ(dumpState(), 0);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("zolstats state dump: API Version=1_1_0_1"));
+    EXPECT_EQ(statAPITraceFilename, nullptr);
+}
+
+TEST(FirstCalls, AreTriedAgainUntilOneSucceeds) {
+    failForTheTraceLock();
+    EXPECT_EQ(statAPITrace, 1);
+    failForTheNameBuffer();
+    EXPECT_EQ(statAPITrace, 1);
+    failForTheListLock();
+    EXPECT_EQ(statAPITrace, 1);
+    EXPECT_THAT(firstCall(0), IsEmpty());
+    EXPECT_EQ(statAPITrace, 0);
+    writeTheStateWithoutAName();
+}
+
+}  // namespace
