@@ -84,13 +84,15 @@ int prepareSocket(int socketDesc) {
 int createSocket(const addrinfo& address, int* socketDescriptorPtr) {
     trace<connectCreatingSocket>(address.ai_family, address.ai_socktype, address.ai_protocol);
     const int socketDesc = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
-    __atomic_store_n(socketDescriptorPtr, socketDesc, __ATOMIC_RELAXED);  // it may stand where others look
-    if (socketDesc < 0) {
-        const int error = errno;
-        trace<connectNoSocket>(ErrorText(error).text, error);
-        return CONNECT_NO_SOCKET;
+    int error = errno;
+    // It may stand where other threads look, and one of them may have closed the connection meanwhile.
+    if (__atomic_exchange_n(socketDescriptorPtr, socketDesc, __ATOMIC_RELAXED) == SOCKET_UNWANTED) {
+        error = ECANCELED;
+    } else if (socketDesc >= 0) {
+        return prepareSocket(socketDesc);
     }
-    return prepareSocket(socketDesc);
+    trace<connectNoSocket>(ErrorText(error).text, error);
+    return CONNECT_NO_SOCKET;
 }
 
 // What a wait for a connect that was interrupted has left. An interruption in the first second leaves only

@@ -4,6 +4,8 @@
 #ifndef STAPI_ZOL_GWYCON_H
 #define STAPI_ZOL_GWYCON_H
 
+#include <limits.h>
+
 #include "stapi_zol_socketcomms.h"
 
 namespace zolstats {
@@ -13,6 +15,9 @@ inline constexpr int CONNECT_LIMIT_SECONDS = 60;
 // A request goes out in one send(), which this send buffer takes whole: the largest, with an id list of 32765
 // bytes, is just over half of it.
 inline constexpr int SOCKET_SEND_BUFFER_SIZE = 65536;
+
+// Where the descriptor of a new socket is to be stored: the connection was closed before it had one.
+inline constexpr int SOCKET_UNWANTED = INT_MIN;
 
 inline constexpr int CONNECT_FAILED = -100;
 inline constexpr int CONNECT_UNRESOLVED = -101;
@@ -34,7 +39,7 @@ extern unsigned sockOptOff;
 
 // Connect to the first address of the host (null: the loopback address), handshake and authorise. 0,
 // CONNECT_... or the result of the authorisation. The socket is stored as soon as it exists and never closed
-// here: the caller does that, whatever the result.
+// here: the caller does that, whatever the result. Where SOCKET_UNWANTED stood nothing is connected.
 int connectToGateway(int port, const char* host, int* socketDescriptorPtr);
 // Wait for a connect under way: 0, CONNECT_TIMED_OUT, or CONNECT_FAILED with the reason in *errorOut.
 int waitForConnection(int* socketDescriptorPtr, int* errorOut);

@@ -6,6 +6,8 @@
 #include <limits.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -79,6 +81,14 @@ int findGatewayToken(const GatewayToken* target, GatewayToken** parent, int limi
     return rc;
 }
 
+bool isInList(const GatewayToken* target) {
+    const GatewayToken* token = gtListHeadPtr;
+    while (token != nullptr && token != target) {
+        token = token->nextGwyTokPtr;
+    }
+    return token != nullptr;
+}
+
 // ---- Chaining
 
 int appendToList(GatewayToken* token) {
@@ -146,24 +156,54 @@ void freeParts(GatewayToken* token) {
     }
 }
 
-// Close, unchain and free the token; the caller holds gtlLock. Whatever fails on the way, the token goes.
-void destroyToken(void** gwTokPtr, GatewayToken* predecessor) {
+// Close and free a token that is in the list no more. Whatever fails on the way, the token goes.
+void destroyToken(void** gwTokPtr) {
     auto* token = static_cast<GatewayToken*>(*gwTokPtr);
     closeSocket(token);
     freeParts(token);
-    unchain(token, predecessor);
     trace<deleteTokenFree>(gwTokPtr, token);
     free(token);
     *gwTokPtr = nullptr;
     trace<deleteTokenFreed>(gwTokPtr, *gwTokPtr);
 }
 
-int findAndDestroy(void** gwTokPtr, int limit) {
+// A child process has the tokens of its parent, but not the threads that used them.
+bool isUsedElsewhere(const GatewayToken& token) {
+    return token.use == TOKEN_IN_USE && compareTids(token.owningTid, pthread_self()) == 0 &&
+           token.owningPid == static_cast<uint32_t>(getpid());
+}
+
+// Let the thread that uses the token wait for nothing more, and leave the token to it. If it has no socket yet
+// it learns that none is wanted.
+void abandonToken(void** gwTokPtr) {
+    auto* token = static_cast<GatewayToken*>(*gwTokPtr);
+    token->use = TOKEN_ABANDONED;
+    int32_t socketDesc = __atomic_load_n(&token->socket, __ATOMIC_RELAXED);
+    if (socketDesc != -1 || !__atomic_compare_exchange_n(&token->socket, &socketDesc, SOCKET_UNWANTED, false,
+                                                         __ATOMIC_RELAXED, __ATOMIC_RELAXED)) {
+        shutdown(socketDesc, SHUT_RDWR);
+    }
+    trace<deleteTokenInUse>(gwTokPtr, token);
+    *gwTokPtr = nullptr;
+}
+
+// The caller holds gtlLock.
+void removeToken(void** gwTokPtr, GatewayToken* predecessor) {
+    auto* token = static_cast<GatewayToken*>(*gwTokPtr);
+    unchain(token, predecessor);
+    if (isUsedElsewhere(*token)) {
+        abandonToken(gwTokPtr);
+    } else {
+        destroyToken(gwTokPtr);
+    }
+}
+
+int findAndRemove(void** gwTokPtr, int limit) {
     GatewayToken* predecessor = nullptr;
     requestLock(&gtlLock);
     const int findRc = findGatewayToken(static_cast<GatewayToken*>(*gwTokPtr), &predecessor, limit);
     if (findRc == GTL_FOUND) {
-        destroyToken(gwTokPtr, predecessor);
+        removeToken(gwTokPtr, predecessor);
     }
     releaseLock(&gtlLock);
     return findRc == GTL_FOUND ? ZOLSTATS_OK : ZOLSTATS_TOKEN_NOT_FOUND;
@@ -177,9 +217,9 @@ int deleteToken(void** gwTokPtr, int lockRequired, int searchLimit) {
     } else if (*gwTokPtr == nullptr) {
         rc = ZOLSTATS_NULL_TOKEN;
     } else if (lockRequired == LOCK_AND_FIND) {
-        rc = findAndDestroy(gwTokPtr, searchLimit);
+        rc = findAndRemove(gwTokPtr, searchLimit);
     } else {
-        destroyToken(gwTokPtr, nullptr);
+        removeToken(gwTokPtr, nullptr);
     }
     trace<deleteTokenExit>(gwTokPtr, lockRequired, rc);
     return rc;
@@ -204,7 +244,8 @@ int deleteFromHead() {
 void dumpResultSetOf(const ResultSetToken& set, FILE* stream) {
     fprintf(stream, "Dump of ResultSet(%p) owner(%s) buffer(%p) cursor(%p)\n" ZOLSTATS_TRACE_RULE,
             static_cast<const void*>(&set), set.owner == OWNER_API ? "API" : "USR",
-            static_cast<const void*>(set.head), static_cast<const void*>(set.next));
+            static_cast<const void*>(set.head),
+            static_cast<const void*>(__atomic_load_n(&set.next, __ATOMIC_RELAXED)));
     fflush(stream);
     dumpStorageArea({set.head, 0, RESULT_SET_TERMINATOR, set.resultSetBufferLen});
     fputs(ZOLSTATS_TRACE_RULE, stream);
@@ -216,7 +257,9 @@ void dumpToken(const GatewayToken& token, int entry, FILE* stream) {
     formatGatewayToken(&token, text);
     fprintf(stream, "Gateway Token List entry -%4.4d- : %s\n", entry, text);
     fflush(stream);
-    if (token.connRSToken != nullptr) {
+    if (token.use != TOKEN_IDLE) {
+        fputs("The connection is in use, its ResultSet is not shown\n" ZOLSTATS_TRACE_RULE, stream);
+    } else if (token.connRSToken != nullptr) {
         dumpResultSetOf(*token.connRSToken, stream);
     }
 }
@@ -278,7 +321,7 @@ void discard(GatewayToken* token) {
     free(token);
 }
 
-// A complete token, in the list but not yet connected.
+// A complete token, in the list but not yet connected, in use by the caller.
 int makeToken(int port, GatewayToken** made) {
     auto* token = static_cast<GatewayToken*>(
         allocateTraced<createGatewayTokenAllocated, createGatewayTokenNoMemory>(sizeof(GatewayToken)));
@@ -288,6 +331,7 @@ int makeToken(int port, GatewayToken** made) {
     memcpy(token->eyecatcher, GATEWAY_TOKEN_EYECATCHER, sizeof token->eyecatcher);
     token->socket = -1;
     token->connStatus = CONNECTION_CREATED;
+    token->use = TOKEN_IN_USE;
     token->port = port;
     getPidTid(&token->owningPid, nullptr);
     token->owningTid = pthread_self();
@@ -348,13 +392,25 @@ int askProtocolVersion(GatewayToken* token) {
     return applicationRc(rc, reasons);
 }
 
-void handOut(GatewayToken* token, void** gwTokPtr) {
+int handOut(GatewayToken* token, void** gwTokPtr) {
     char text[TOKEN_TEXT_SIZE];
     requestLock(&gtlLock);  // the text shows the next token, which another thread may be chaining
     formatGatewayToken(token, text);
     releaseLock(&gtlLock);
+    if (!endUse(token)) {
+        return ZOLSTATS_CONNECTION_LOST;
+    }
     trace<createGatewayTokenDone>(gwTokPtr, text);
     *gwTokPtr = token;
+    return ZOLSTATS_OK;
+}
+
+// Remove the token of a connection that could not be opened. It is not found if another thread has closed it.
+void rollBack(GatewayToken* token) {
+    void* failed = token;
+    if (deleteToken(&failed, LOCK_AND_FIND, NO_LIMIT) != 0) {
+        endUse(token);
+    }
 }
 
 int makeConnection(void** gwTokPtr, const char* hostname, int port) {
@@ -367,16 +423,46 @@ int makeConnection(void** gwTokPtr, const char* hostname, int port) {
     if (rc == 0) {
         rc = askProtocolVersion(token);
     }
-    if (rc != 0) {
-        void* failed = token;
-        deleteToken(&failed, LOCK_AND_FIND, NO_LIMIT);
-        return rc;
+    if (rc == 0) {
+        return handOut(token, gwTokPtr);
     }
-    handOut(token, gwTokPtr);
-    return ZOLSTATS_OK;
+    rollBack(token);
+    return rc;
 }
 
 }  // namespace
+
+int beginUse(void* gwTok) {
+    auto* token = static_cast<GatewayToken*>(gwTok);
+    requestLock(&gtlLock);
+    // At the same address another thread may have opened a connection of its own since.
+    const bool isFound = isInList(token) && compareTids(token->owningTid, pthread_self()) != 0;
+    if (isFound) {
+        token->use = TOKEN_IN_USE;
+    }
+    releaseLock(&gtlLock);
+    return isFound ? ZOLSTATS_OK : ZOLSTATS_TOKEN_NOT_FOUND;
+}
+
+bool endUse(GatewayToken* token) {
+    requestLock(&gtlLock);
+    const bool isKept = token->use != TOKEN_ABANDONED;
+    if (isKept) {
+        token->use = TOKEN_IDLE;
+    }
+    releaseLock(&gtlLock);
+    if (!isKept) {
+        void* abandoned = token;
+        destroyToken(&abandoned);
+    }
+    return isKept;
+}
+
+void renewListLock() {
+    gtlLock = {};
+    initializeLock(&gtlLock);
+}
+
 }  // namespace zolstats
 
 using namespace zolstats;
@@ -454,7 +540,7 @@ int formatGatewayToken(const GatewayToken* token, char* dst) {
         static_cast<const void*>(token), token->eyecatcher, token->port,
         __atomic_load_n(&token->connStatus, __ATOMIC_RELAXED),
         __atomic_load_n(&token->socket, __ATOMIC_RELAXED), static_cast<const void*>(token->connRSToken),
-        static_cast<const void*>(token->resultSetBuf), token->owningPid,
+        static_cast<const void*>(__atomic_load_n(&token->resultSetBuf, __ATOMIC_RELAXED)), token->owningPid,
         static_cast<unsigned>(token->owningTid), static_cast<const void*>(token->nextGwyTokPtr));
     return ZOLSTATS_OK;
 }

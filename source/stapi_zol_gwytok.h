@@ -23,6 +23,7 @@ struct GatewayToken {
     pthread_t owningTid;
     char* protocolVersion;  // owned; the Gateway's text; null if it could not be kept
     GatewayToken* nextGwyTokPtr;
+    int32_t use;  // TOKEN_...; changes under the list's lock
 };
 
 namespace zolstats {
@@ -36,6 +37,11 @@ inline constexpr int32_t CONNECTION_OPEN = 1;
 inline constexpr int32_t CONNECTION_FAILED = 2;
 inline constexpr int32_t CONNECTION_CLOSE_FAILED = 3;
 inline constexpr int32_t CONNECTION_CLOSED = 4;
+
+// While a call of its owner uses a connection, no other thread frees its token or looks into its result set.
+inline constexpr int32_t TOKEN_IDLE = 0;
+inline constexpr int32_t TOKEN_IN_USE = 1;     // by its owner: a query, or the opening itself
+inline constexpr int32_t TOKEN_ABANDONED = 2;  // closed by another thread; the call that uses it frees it
 
 // The list is walked no further than this, lest a damaged one be walked for ever: a search finds the first
 // 257 tokens, a dump or a deletion of all handles 256.
@@ -51,6 +57,15 @@ inline constexpr int GTL_EMPTY = 1006;
 inline constexpr int LOCK_AND_FIND = 1;  // lockRequired of a deletion that looks the token up
 
 inline constexpr size_t TOKEN_TEXT_SIZE = 512;  // what formatGatewayToken() may fill
+
+// Begin to use a connection that verifyGatewayToken() has let through: 0, or ZOLSTATS_TOKEN_NOT_FOUND if it was
+// closed since.
+int beginUse(void* gwTok);
+// End that use. False when another thread has closed the connection meanwhile: then the token is freed here.
+bool endUse(GatewayToken* token);
+
+// In a child process after fork(): make the list's lock anew, which a thread of the parent may have held.
+void renewListLock();
 
 }  // namespace zolstats
 
@@ -73,7 +88,8 @@ int createGatewayToken(void** gwTokPtr, const char* hostname, int port);
 int verifyGatewayToken(void* gwTok);
 
 // Close the connection, free the token and clear the caller's pointer. With lockRequired 1 the token is
-// looked up in the list; otherwise the caller holds the list's lock and the token is its head. 0,
+// looked up in the list; otherwise the caller holds the list's lock and the token is its head. A connection that
+// another thread is using is shut down and taken out of the list; that thread frees it. 0,
 // ZOLSTATS_NULL_TOKEN_ADDRESS, ZOLSTATS_NULL_TOKEN or ZOLSTATS_TOKEN_NOT_FOUND.
 int deleteGatewayToken(void** gwTokPtr, int lockRequired);
 // Delete the first 256 tokens: 0, GTL_RUNAWAY when there were 256 or more, GTL_EMPTY.

@@ -64,6 +64,7 @@ inline constexpr TracePoint createGatewayTokenNoBuffer{2041, TraceKind::Exceptio
 inline constexpr TracePoint createGatewayTokenRemoving{2042, TraceKind::Event, "stapi_zol_gwytok.createGatewayToken Removing GatewayToken %p due to comms failure %d\n"};
 inline constexpr TracePoint deleteTokenFreeBuffer{2043, TraceKind::Debug, "stapi_zol_gwytok.deleteGatewayToken About to free resultSetBuffer (%p)\n"};
 inline constexpr TracePoint deleteTokenFreeVersion{2044, TraceKind::Debug, "stapi_zol_gwytok.deleteGatewayToken About to free protocolVersion String (%p)\n"};
+inline constexpr TracePoint deleteTokenInUse{2045, TraceKind::Event, "stapi_zol_gwytok.deleteGatewayToken(&gwTokPtr=%p) Gateway token(%p) is in use by its owner, who frees it. The socket is shut down\n"};
 
 }  // namespace zolstats
 

@@ -47,6 +47,20 @@ void setTraceLevel(int level) {
     __atomic_store_n(&statAPITrace, level, __ATOMIC_RELAXED);
 }
 
+// A child process may have been forked while another thread of its parent held a lock, which nobody would ever
+// release. (Without memory for this handler the child is as badly off as without the handler.)
+void renewLocks() {
+    initMutex = PTHREAD_MUTEX_INITIALIZER;
+    traceLock = {};
+    initializeLock(&traceLock);
+    renewListLock();
+}
+
+void handleForks() {
+    static bool isDone = false;
+    isDone = isDone || pthread_atfork(nullptr, nullptr, renewLocks) == 0;
+}
+
 // While it goes on, failures are traced at the exception level; after one the level stays there.
 int initialise() {
     setTraceLevel(ZOLSTATS_TRACE_EXCEPTIONS);
@@ -61,6 +75,7 @@ int initialise() {
         trace<initListFailed>(rc);
         return rc;
     }
+    handleForks();
     setTraceLevel(ZOLSTATS_TRACE_OFF);
     strcpy(stapiVersion, ZOLSTATS_API_VERSION);
     __atomic_store_n(&stapiState, 1, __ATOMIC_RELEASE);
@@ -272,13 +287,28 @@ int handOutVersion(void** gwTokPtr, char** protocolVersion) {
     return ZOLSTATS_OK;
 }
 
+// Another thread that closes all connections may close this one before the application has it.
+int handOutVersionInUse(void** gwTokPtr, char** protocolVersion) {
+    bool isOpen = beginUse(*gwTokPtr) == ZOLSTATS_OK;
+    const int rc = isOpen ? handOutVersion(gwTokPtr, protocolVersion) : ZOLSTATS_OK;
+    if (isOpen && *gwTokPtr != nullptr) {
+        isOpen = endUse(static_cast<GatewayToken*>(*gwTokPtr));
+    }
+    if (isOpen) {
+        return rc;
+    }
+    *gwTokPtr = nullptr;
+    *protocolVersion = nullptr;
+    return ZOLSTATS_CONNECTION_LOST;
+}
+
 int openConnection(const char* hostname, int port, void** gwTokPtr, char** protocolVersion) {
     int rc = checkOpenArguments(hostname, port, gwTokPtr, protocolVersion);
     if (rc == 0) {
         rc = createGatewayToken(gwTokPtr, hostname, port);
     }
     if (rc == 0) {
-        rc = handOutVersion(gwTokPtr, protocolVersion);
+        rc = handOutVersionInUse(gwTokPtr, protocolVersion);
     }
     return rc;
 }
@@ -368,15 +398,21 @@ constexpr Query STAT_IDS_BY_GROUP{
     .drop = getStatIdsByStatGroupIdDrop,
 };
 
+// The answer may need another buffer, which the token has only afterwards: another thread's dump shows where it
+// is.
 template <const Query& What>
 int ask(GatewayToken* token, const char* ids) {
+    unsigned char* buffer = token->resultSetBuf;
+    int rc = 0;
     if constexpr (What.takesIds) {
         trace<What.asking>(ids);
-        return What.askByIds(token->socket, &token->resultSetBuf, &token->resultSetBufLen, ids);
+        rc = What.askByIds(token->socket, &buffer, &token->resultSetBufLen, ids);
     } else {
         trace<What.asking>();
-        return What.askForAll(token->socket, &token->resultSetBuf, &token->resultSetBufLen);
+        rc = What.askForAll(token->socket, &buffer, &token->resultSetBufLen);
     }
+    __atomic_store_n(&token->resultSetBuf, buffer, __ATOMIC_RELAXED);
+    return rc;
 }
 
 // Point the connection's result set at the buffer as it now stands, before its first item.
@@ -388,7 +424,7 @@ void rewindToBuffer(ResultSetToken* set, const GatewayToken& token) {
 }
 
 template <const Query& What>
-int request(GatewayToken* token, const char* ids, ResultSetToken** resultSet) {
+int request(GatewayToken* token, const char* ids) {
     ResultSetToken* set = token->connRSToken;
     if (token->resultSetBuf == nullptr) {
         trace<What.noBuffer>(token);
@@ -406,14 +442,36 @@ int request(GatewayToken* token, const char* ids, ResultSetToken** resultSet) {
     if constexpr (What.buffer.number != 0) {
         trace<What.buffer>(set->head);
     }
-    if (rc == 0) {
-        *resultSet = set;
-    }
     return rc;
 }
 
 bool isCommsFailure(int rc) {
     return rc == ZOLSTATS_CONNECTION_LOST || rc == ZOLSTATS_EXCHANGE_FAILED;
+}
+
+// Close the connection, and clear the pointer, if it is taken as lost.
+template <const Query& What>
+void dropIfLost(void** gwTok, bool drops, int rc) {
+    if (drops && isCommsFailure(rc)) {
+        trace<What.drop>(*gwTok, rc);
+        deleteGatewayToken(gwTok, LOCK_AND_FIND);
+    }
+}
+
+// A query that has its connection in use. Its answer is lost when another thread has closed that meanwhile.
+template <const Query& What>
+int queryInUse(void* gwTok, const char* ids, ResultSetToken** resultSet) {
+    auto* token = static_cast<GatewayToken*>(gwTok);
+    ResultSetToken* set = token->connRSToken;
+    int rc = request<What>(token, ids);
+    dropIfLost<What>(&gwTok, What.dropsAfterRequest, rc);
+    if (gwTok != nullptr && !endUse(token) && rc == 0) {
+        rc = ZOLSTATS_CONNECTION_LOST;
+    }
+    if (rc == 0) {
+        *resultSet = set;
+    }
+    return rc;
 }
 
 template <const Query& What>
@@ -428,16 +486,11 @@ int query(void* gwTok, const char* ids, ResultSetToken** resultSet) {
         return ZOLSTATS_NULL_RESULT_SET_ADDRESS;
     }
     int rc = verifyGatewayToken(gwTok);
-    bool drops = What.dropsAfterCheck;
+    dropIfLost<What>(&gwTok, What.dropsAfterCheck, rc);
     if (rc == 0) {
-        rc = request<What>(static_cast<GatewayToken*>(gwTok), ids, resultSet);
-        drops = What.dropsAfterRequest;
+        rc = beginUse(gwTok);
     }
-    if (drops && isCommsFailure(rc)) {
-        trace<What.drop>(gwTok, rc);
-        deleteGatewayToken(&gwTok, LOCK_AND_FIND);
-    }
-    return rc;
+    return rc != 0 ? rc : queryInUse<What>(gwTok, ids, resultSet);
 }
 
 // ---- Walking: a reader that never leaves the buffer's capacity
@@ -558,6 +611,11 @@ constexpr Walk NEXT_ID{
     .itemPosition = nextIdItem,
 };
 
+// Only this of a set's fields is shown by another thread's dump.
+void moveTo(ResultSetToken* set, unsigned char* position) {
+    __atomic_store_n(&set->next, position, __ATOMIC_RELAXED);
+}
+
 // Stand before the first element. A set that ends where its element count should be has none.
 template <const Walk& How, class Record>
 void start(ResultSetToken* set, Record* record) {
@@ -567,7 +625,7 @@ void start(ResultSetToken* set, Record* record) {
     set->queryCount = isEmpty ? 0 : loadInteger(reader.at);
     set->queryIndex = 1;
     set->elementResultIndex = 0;
-    set->next = isEmpty ? reader.at : set->head + SET_HEADER_LENGTH;
+    moveTo(set, isEmpty ? reader.at : set->head + SET_HEADER_LENGTH);
     if constexpr (How.notStarted.number != 0) {
         trace<How.notStarted>(set, set->next);
     }
@@ -602,7 +660,7 @@ int finishRejected(ResultSetToken* set, Record* record, const SetReader& reader)
         trace<How.rejected>(set, record, set->queryElementRC);
     }
     ++set->queryIndex;
-    set->next = reader.at;
+    moveTo(set, reader.at);
     return ZOLSTATS_OK;
 }
 
@@ -624,7 +682,7 @@ int takeItem(ResultSetToken* set, Record* record, SetReader& reader, int32_t ite
         ++set->queryIndex;
         trace<How.subsetEnd>(set->queryIndex, set);
     }
-    set->next = reader.at;
+    moveTo(set, reader.at);
     trace<How.done>(set);
     return ZOLSTATS_OK;
 }

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "stapi_zol_gwycon.h"
-#include "support/answering_gateway.h"
+#include "support/slow_gateway.h"
 #include "support/system_calls.h"
 #include "support/trace_capture.h"
 
@@ -252,29 +252,6 @@ void beginConnect(int descriptor, int port) {
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     ::connect(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address);
 }
-
-// A listening socket whose queue is full: a further connect is never answered.
-class FullQueue {
-  public:
-    FullQueue() {
-        listener_.listen(0);
-        while (connects()) {
-        }
-    }
-
-    [[nodiscard]] int port() const { return listener_.number(); }
-
-  private:
-    bool connects() {
-        queued_.push_back(std::make_unique<Descriptor>(nonBlockingSocket()));
-        beginConnect(queued_.back()->value(), port());
-        pollfd wait{queued_.back()->value(), POLLOUT, 0};
-        return ::poll(&wait, 1, 100) == 1;
-    }
-
-    LoopbackPort listener_;
-    std::vector<std::unique_ptr<Descriptor>> queued_;
-};
 
 class ARealWait : public WaitingForAConnect {
   protected:

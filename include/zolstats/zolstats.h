@@ -20,10 +20,12 @@
  *               bytes with a length, NOT terminated.
  * Lengths.      In bytes. Never negative in a record that a call has filled.
  * Threads.      A connection and its result set may be used only by the thread (and the process) that opened it;
- *               closing is allowed to any thread of that process, while no call on the connection is under way. A
- *               copy may be walked by any thread, by one at a time. All other calls may be made from any thread. The
- *               library starts no threads, changes no signal disposition, never writes to standard output and never
- *               ends the process.
+ *               closing is allowed to any thread of that process. A call of the owner that is under way then fails
+ *               (ZOLSTATS_CONNECTION_LOST, ZOLSTATS_EXCHANGE_FAILED, or ZOLSTATS_CONNECT_FAILED from an open call) and
+ *               frees the connection when it ends; only a walk of the connection's result set must not be under way,
+ *               since that reads what closing frees. A copy may be walked by any thread, by one at a time. All other
+ *               calls may be made from any thread. The library starts no threads, changes no signal disposition, never
+ *               writes to standard output and never ends the process.
  * Processes.    After fork() the child cannot use the parent's connections (ZOLSTATS_WRONG_PROCESS); it opens its own.
  * Waiting.      Connecting waits at most 60 seconds; afterwards a call waits for the Gateway's answer without limit.
  * How many.     Up to ZOLSTATS_MAX_CONNECTIONS connections in one process. Tokens beyond that number open but are not
@@ -162,7 +164,8 @@ int getStatsAPIVersion(char** version);
 
 /*
  * Write the library's state to the trace, whatever the trace level: version, level, destination, every open connection
- * and the content of its result set. Meant for a support case; takes part in nothing else.
+ * and the content of its result set, unless a query is just rewriting that. Meant for a support case; takes part in
+ * nothing else.
  * Returns ZOLSTATS_OK.
  */
 int dumpState(void);

@@ -9,7 +9,7 @@ import trace_tables
 
 RANGES = {
     "stapi_zol_impl": (1000, 1161),
-    "stapi_zol_gwytok": (2000, 2044),
+    "stapi_zol_gwytok": (2000, 2045),
     "stapi_zol_resultsetbuffer": (2100, 2144),
     "stapi_zol_statcomms": (2200, 2245),
     "stapi_zol_statquery": (2300, 2317),
