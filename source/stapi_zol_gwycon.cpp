@@ -115,7 +115,7 @@ int pollConnect(int socketDesc, pollfd& wait) {
     do {
         wait = {socketDesc, POLLOUT | POLLPRI, 0};
         trace<waitCalling>(socketDesc);
-        ready = poll(&wait, 1, seconds * MILLISECONDS);
+        ready = pollInTime(wait, seconds * MILLISECONDS);
         seconds = remainingSeconds(start);
     } while (ready == -1 && errno == EINTR);
     if ((wait.revents & POLLNVAL) != 0) {

@@ -41,7 +41,8 @@ extern unsigned sockOptOff;
 // CONNECT_... or the result of the authorisation. The socket is stored as soon as it exists and never closed
 // here: the caller does that, whatever the result. Where SOCKET_UNWANTED stood nothing is connected.
 int connectToGateway(int port, const char* host, int* socketDescriptorPtr);
-// Wait for a connect under way: 0, CONNECT_TIMED_OUT, or CONNECT_FAILED with the reason in *errorOut.
+// Wait for a connect under way: 0, CONNECT_TIMED_OUT (also when the call's time is up), or CONNECT_FAILED with
+// the reason in *errorOut.
 int waitForConnection(int* socketDescriptorPtr, int* errorOut);
 // Run both steps of the authorisation; the result of the one that failed, or 0.
 int authorizeConnection(int socketDesc, FlowReasons* reasons);

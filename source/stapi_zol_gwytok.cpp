@@ -225,7 +225,8 @@ int deleteToken(void** gwTokPtr, int lockRequired, int searchLimit) {
     return rc;
 }
 
-// Delete tokens from the head on until none is left or 256 are gone; returns how many.
+// Delete tokens from the head on until none is left or 256 are gone; returns how many. A time limit holds for
+// each of them.
 int deleteFromHead() {
     int deleted = 0;
     while (gtListHeadPtr != nullptr && deleted < GTL_RUNAWAY_LIMIT) {
@@ -234,6 +235,7 @@ int deleteFromHead() {
         formatGatewayToken(gtListHeadPtr, text);
         trace<deleteTokensToken>(gtListHeadPtr, deleted, text);
         void* token = gtListHeadPtr;
+        restartTime();
         deleteGatewayToken(&token, 0);
     }
     return deleted;
@@ -426,6 +428,7 @@ int makeConnection(void** gwTokPtr, const char* hostname, int port) {
     if (rc == 0) {
         return handOut(token, gwTokPtr);
     }
+    rc = timeWasUp() ? ZOLSTATS_CONNECT_TIMED_OUT : rc;
     rollBack(token);
     return rc;
 }

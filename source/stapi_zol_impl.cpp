@@ -16,6 +16,7 @@
 #include "stapi_zol_gwytok.h"
 #include "stapi_zol_impl_trace.h"
 #include "stapi_zol_resultsetbuffer.h"
+#include "stapi_zol_socketcomms.h"
 #include "stapi_zol_statquery.h"
 
 const char version4stapi_zol_impl[] = ZOLSTATS_VERSION_TEXT;
@@ -189,6 +190,26 @@ void writeState() {
             ZOLSTATS_API_VERSION, currentTraceLevel(), traceFileName());
     fflush(stream);
     releaseLock(&traceLock);
+}
+
+// ---- The time that a call may take
+
+void reportTimeLimit(const char* call, int limitMs) {
+    trace<timeLimitPassed>(call, limitMs);
+}
+
+// Stands at the head of each call that may wait for a Gateway.
+struct LimitedCall : TimedCall {
+    explicit LimitedCall(const char* name) : TimedCall(name, reportTimeLimit) {}
+};
+
+int applyTimeout(int milliseconds) {
+    if (milliseconds < 0 || milliseconds > ZOLSTATS_MAX_TIMEOUT) {
+        trace<setTimeoutInvalid>(milliseconds);
+        return ZOLSTATS_BAD_TIMEOUT;
+    }
+    setTimeLimit(milliseconds);
+    return ZOLSTATS_OK;
 }
 
 // ---- Text copies: of an id list for the library, and of the protocol version for the application
@@ -1032,6 +1053,26 @@ int getStatsAPIVersion(char** version) {
     return rc;
 }
 
+int setAPITimeout(int milliseconds) {
+    int rc = stapiInit();
+    trace<setTimeoutEntry>(milliseconds);
+    if (rc == 0) {
+        rc = applyTimeout(milliseconds);
+    }
+    trace<setTimeoutExit>(milliseconds, rc);
+    return rc;
+}
+
+int getAPITimeout(int* milliseconds) {
+    int rc = stapiInit();
+    trace<getTimeoutEntry>(milliseconds);
+    if (rc == 0) {
+        rc = handOut<getTimeoutNull>(milliseconds, timeLimit());
+    }
+    trace<getTimeoutExit>(milliseconds, rc);
+    return rc;
+}
+
 int dumpState(void) {
     const int rc = stapiInit();
     trace<dumpStateEntry>();
@@ -1046,6 +1087,7 @@ int dumpState(void) {
 // ---- Connections
 
 int openGatewayConnection(int port, void** gwTokPtr, char** protocolVersion) {
+    const LimitedCall limited(__func__);
     stapiInit();  // for the entry line only; the call below tells of a failure
     trace<openLocalEntry>(port, gwTokPtr, protocolVersion);
     const int rc = openRemoteGatewayConnection(LOCAL_HOST, port, gwTokPtr, protocolVersion);
@@ -1054,6 +1096,7 @@ int openGatewayConnection(int port, void** gwTokPtr, char** protocolVersion) {
 }
 
 int openRemoteGatewayConnection(const char* hostname, int port, void** gwTokPtr, char** protocolVersion) {
+    const LimitedCall limited(__func__);
     int rc = stapiInit();
     trace<openRemoteEntry>(textOrNull(hostname), port, gwTokPtr, protocolVersion);
     if (rc == 0) {
@@ -1064,6 +1107,7 @@ int openRemoteGatewayConnection(const char* hostname, int port, void** gwTokPtr,
 }
 
 int closeGatewayConnection(void** gwTokPtr) {
+    const LimitedCall limited(__func__);
     int rc = stapiInit();
     trace<closeEntry>(gwTokPtr);
     rc = closeConnectionOf(gwTokPtr, rc);
@@ -1072,6 +1116,7 @@ int closeGatewayConnection(void** gwTokPtr) {
 }
 
 int closeAllGatewayConnections(void) {
+    const LimitedCall limited(__func__);
     int rc = stapiInit();
     int listRc = 0;
     trace<closeAllEntry>();
@@ -1087,6 +1132,7 @@ int closeAllGatewayConnections(void) {
 // ---- Queries
 
 int getStats(void* gwTok, ResultSetToken** resultSet) {
+    const LimitedCall limited(__func__);
     int rc = stapiInit();
     trace<getStatsEntry>(gwTok, resultSet);
     if (rc == 0) {
@@ -1097,6 +1143,7 @@ int getStats(void* gwTok, ResultSetToken** resultSet) {
 }
 
 int getStatIds(void* gwTok, ResultSetToken** resultSet) {
+    const LimitedCall limited(__func__);
     int rc = stapiInit();
     trace<getStatIdsEntry>(gwTok, resultSet);
     if (rc == 0) {
@@ -1107,6 +1154,7 @@ int getStatIds(void* gwTok, ResultSetToken** resultSet) {
 }
 
 int getResourceGroupIds(void* gwTok, ResultSetToken** resultSet) {
+    const LimitedCall limited(__func__);
     int rc = stapiInit();
     trace<getResourceGroupIdsEntry>(gwTok, resultSet);
     if (rc == 0) {
@@ -1117,6 +1165,7 @@ int getResourceGroupIds(void* gwTok, ResultSetToken** resultSet) {
 }
 
 int getStatsByStatGroupId(void* gwTok, const char* ids, ResultSetToken** resultSet) {
+    const LimitedCall limited(__func__);
     int rc = stapiInit();
     trace<getStatsByStatGroupIdEntry>(gwTok, ids, resultSet);
     if (rc == 0) {
@@ -1127,6 +1176,7 @@ int getStatsByStatGroupId(void* gwTok, const char* ids, ResultSetToken** resultS
 }
 
 int getStatsByStatId(void* gwTok, const char* ids, ResultSetToken** resultSet) {
+    const LimitedCall limited(__func__);
     int rc = stapiInit();
     trace<getStatsByStatIdEntry>(gwTok, ids, resultSet);
     if (rc == 0) {
@@ -1137,6 +1187,7 @@ int getStatsByStatId(void* gwTok, const char* ids, ResultSetToken** resultSet) {
 }
 
 int getStatIdsByStatGroupId(void* gwTok, const char* ids, ResultSetToken** resultSet) {
+    const LimitedCall limited(__func__);
     int rc = stapiInit();
     trace<getStatIdsByStatGroupIdEntry>(gwTok, ids, resultSet);
     if (rc == 0) {

@@ -144,6 +144,13 @@ inline constexpr TracePoint firstStatDone{1139, TraceKind::Event, "stapi_zol_imp
 inline constexpr TracePoint nextStatDone{1140, TraceKind::Event, "stapi_zol_impl.getNextStatInternal Successfully retrieved the next stat from resultset %p\n"};
 inline constexpr TracePoint getIdQueryDone{1141, TraceKind::Event, "API.getIdQuery Created query string %s from results in result set token %p\n"};
 inline constexpr TracePoint openRemoteEntry{1142, TraceKind::Entry, "API.openRemoteGatewayConnection(hostname=%s, port=%d, &gwTokPtr=0x%p, &protoColVersion=0x%p\n"};
+inline constexpr TracePoint setTimeoutEntry{1143, TraceKind::Entry, "API.setAPITimeout(milliseconds=%d)\n"};
+inline constexpr TracePoint setTimeoutInvalid{1144, TraceKind::Exception, "API.setAPITimeout() Supplied time limit %d was invalid\n"};
+inline constexpr TracePoint setTimeoutExit{1145, TraceKind::Exit, "API.setAPITimeout(milliseconds=%d) rc=%d\n"};
+inline constexpr TracePoint getTimeoutEntry{1146, TraceKind::Entry, "API.getAPITimeout(milliseconds=%p)\n"};
+inline constexpr TracePoint getTimeoutNull{1147, TraceKind::Exception, "API.getAPITimeout() Supplied pointer is NULL\n"};
+inline constexpr TracePoint getTimeoutExit{1148, TraceKind::Exit, "API.getAPITimeout(milliseconds=%p) rc=%d\n"};
+inline constexpr TracePoint timeLimitPassed{1149, TraceKind::Exception, "API.%s() time limit of %d ms has passed\n"};
 inline constexpr TracePoint firstIdCallEntry{1150, TraceKind::Entry, "API.getFirstId(rsPtr=%p,idDataPtr=%p)\n"};
 inline constexpr TracePoint firstIdCallContent{1151, TraceKind::Exception, "API.getFirstId Resultset does not contain id data\n"};
 inline constexpr TracePoint firstIdCallExit{1152, TraceKind::Exit, "API.getFirstId() zolStatRc=%d\n"};

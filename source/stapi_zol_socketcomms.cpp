@@ -8,7 +8,10 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
+#include <sys/time.h>
+#include <time.h>
 
+#include <algorithm>
 #include <initializer_list>
 
 #include "stapi_zol_diag.h"
@@ -20,6 +23,53 @@ const char copyright4stapi_zol_socketcomms[] = ZOLSTATS_COPYRIGHT_TEXT;
 
 namespace zolstats {
 namespace {
+
+// ---- Time
+
+constexpr int64_t NANOSECONDS_PER_MS = 1'000'000;
+constexpr int MS_PER_SECOND = 1000;
+constexpr int US_PER_MS = 1000;
+
+// The clock of a thread's calls. It lies in the memory that a thread has from its start: elsewhere its first use
+// would allocate, and end the process if there is no memory left.
+struct CallClock {
+    int limitMs;       // of every call; 0: none
+    const char* call;  // the timed call under way, or null
+    TimedCall::Report report;
+    int64_t deadlineNs;  // of that call
+    bool wasUp;          // its time is up, and that has been reported
+};
+[[gnu::tls_model("initial-exec")]] constinit thread_local CallClock callClock{};
+
+bool isTimed() {
+    return callClock.call != nullptr;
+}
+
+int64_t nowNs() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return int64_t{now.tv_sec} * MS_PER_SECOND * NANOSECONDS_PER_MS + now.tv_nsec;
+}
+
+// Rounded up, so that waiting this long is long enough; 0 when the time is up.
+int timeLeftMs() {
+    const int64_t left = callClock.deadlineNs - nowNs();
+    return left <= 0 ? 0 : static_cast<int>((left + NANOSECONDS_PER_MS - 1) / NANOSECONDS_PER_MS);
+}
+
+// Is the time of the call under way up? If so the socket is of no more use: an answer that comes later would be
+// taken for that to the next request.
+bool timeIsUp(int socketDesc) {
+    if (!isTimed() || timeLeftMs() > 0) {
+        return false;
+    }
+    if (!callClock.wasUp) {
+        callClock.wasUp = true;
+        callClock.report(callClock.call, callClock.limitMs);
+    }
+    shutdown(socketDesc, SHUT_RDWR);
+    return true;
+}
 
 // Offsets in a header; the flag byte and the body length follow the name.
 //     0 eyecatcher   4 version   8 request type   12 first status word   16 second status word   20 name
@@ -42,15 +92,31 @@ int messageLength(const RequestHeader& header) {
 
 // ---- Reading
 
-// recv(), repeated while a signal interrupts it. An interruption leaves no trace in errno, which tells the
-// caller of readFromSocket() about a stream that ends too early.
+// Wait until there is something to read, be it the end of the stream. False when the time is up, or when that
+// is not possible.
+bool waitForInput(int socketDesc) {
+    pollfd wait{socketDesc, POLLIN, 0};
+    int ready = 0;
+    do {
+        ready = pollInTime(wait, -1);
+    } while (ready == -1 && errno == EINTR);
+    return ready == 1 && (wait.revents & POLLNVAL) == 0;
+}
+
+// recv(), repeated while a signal interrupts it; without a time limit it waits itself. Neither an interruption
+// nor a wait leaves a trace in errno, which tells the caller of readFromSocket() about a stream that ends too
+// early.
 ssize_t receive(int socketDesc, void* buffer, int size) {
     const int keptErrno = errno;
-    ssize_t received = recv(socketDesc, buffer, static_cast<size_t>(size), 0);
-    while (received == -1 && errno == EINTR) {
+    ssize_t received = 0;
+    do {
+        if (isTimed() && !waitForInput(socketDesc) && timeWasUp()) {
+            errno = ETIMEDOUT;
+            return -1;
+        }
         errno = keptErrno;
         received = recv(socketDesc, buffer, static_cast<size_t>(size), 0);
-    }
+    } while (received == -1 && errno == EINTR);
     return received;
 }
 
@@ -88,11 +154,38 @@ int receiveAll(int socketDesc, int dataSize, unsigned char* dataBuf) {
 
 // ---- The exchange
 
+// How long a send() may wait for room; 0 is without limit.
+void limitSending(int socketDesc, int milliseconds) {
+    const timeval limit{milliseconds / MS_PER_SECOND, milliseconds % MS_PER_SECOND * US_PER_MS};
+    setsockopt(socketDesc, SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+}
+
+ssize_t sendOnce(int socketDesc, const unsigned char* data, size_t size) {
+    return send(socketDesc, data, size, MSG_NOSIGNAL);
+}
+
+ssize_t sendInTime(int socketDesc, const unsigned char* data, size_t size) {
+    if (timeIsUp(socketDesc)) {
+        errno = ETIMEDOUT;
+        return -1;
+    }
+    limitSending(socketDesc, std::max(timeLeftMs(), 1));
+    const ssize_t sent = sendOnce(socketDesc, data, size);
+    const int error = errno;
+    limitSending(socketDesc, 0);
+    if (sent == -1 && error == EAGAIN) {
+        timeIsUp(socketDesc);
+    }
+    errno = error;
+    return sent;
+}
+
 // One send() of the whole request. A peer that has gone gives an error here, never a signal.
 int sendRequest(int socketDesc, const unsigned char* data, int datalen, FlowReasons* reasons) {
+    const auto sendNow = isTimed() ? sendInTime : sendOnce;
     ssize_t sent = 0;
     do {
-        sent = send(socketDesc, data, static_cast<size_t>(datalen), MSG_NOSIGNAL);
+        sent = sendNow(socketDesc, data, static_cast<size_t>(datalen));
     } while (sent == -1 && errno == EINTR);
     if (sent > 0) {
         return 0;
@@ -103,17 +196,8 @@ int sendRequest(int socketDesc, const unsigned char* data, int datalen, FlowReas
     return FLOW_NOT_SENT;
 }
 
-// Wait without limit until there is something to read, be it the end of the stream.
-int waitForReply(int socketDesc) {
-    pollfd wait{socketDesc, POLLIN, 0};
-    int ready = 0;
-    do {
-        ready = poll(&wait, 1, -1);
-    } while (ready == -1 && errno == EINTR);
-    return ready == 1 && (wait.revents & POLLNVAL) == 0 ? 0 : FLOW_NOT_SENT;
-}
-
-// Read exactly size bytes of a reply; a reply that is cut off is always an error.
+// Read exactly size bytes of a reply; a reply that is cut off is always an error. One that takes too long
+// counts as none at all.
 int receiveReply(int socketDesc, int size, unsigned char* buffer, FlowReasons* reasons) {
     errno = ECONNRESET;
     const int rc = readFromSocket(socketDesc, size, buffer);
@@ -121,7 +205,7 @@ int receiveReply(int socketDesc, int size, unsigned char* buffer, FlowReasons* r
         return 0;
     }
     reasons->errnoValue = rc;
-    return ZOLSTATS_EXCHANGE_FAILED;
+    return timeWasUp() ? FLOW_NOT_SENT : ZOLSTATS_EXCHANGE_FAILED;
 }
 
 // The header is read with the length of the request's name. A longer name of the reply's own would put flag
@@ -181,7 +265,7 @@ int exchange(int socketDesc, int datalen, unsigned char** data, const char* requ
              RequestHeader* header, FlowReasons* reasons) {
     int rc = sendRequest(socketDesc, *data, datalen, reasons);
     if (rc == 0) {
-        rc = waitForReply(socketDesc);
+        rc = waitForInput(socketDesc) ? 0 : FLOW_NOT_SENT;
     }
     if (rc == 0) {
         rc = receiveHeader(socketDesc, requestName, header, reasons);
@@ -449,6 +533,57 @@ int flowRequest(int socketDesc, Request* request, FlowReasons* reasons) {
 }
 
 }  // namespace
+
+void setTimeLimit(int milliseconds) {
+    callClock.limitMs = milliseconds;
+}
+
+int timeLimit() {
+    return callClock.limitMs;
+}
+
+TimedCall::TimedCall(const char* call, Report report)
+    : isOutermost_(callClock.limitMs > 0 && callClock.call == nullptr) {
+    if (isOutermost_) {
+        callClock.call = call;
+        callClock.report = report;
+        restartTime();
+    }
+}
+
+TimedCall::~TimedCall() {
+    if (isOutermost_) {
+        callClock.call = nullptr;
+        callClock.wasUp = false;
+    }
+}
+
+void restartTime() {
+    if (isTimed()) {
+        callClock.deadlineNs = nowNs() + callClock.limitMs * NANOSECONDS_PER_MS;
+        callClock.wasUp = false;
+    }
+}
+
+bool timeWasUp() {
+    return callClock.wasUp;
+}
+
+int pollInTime(pollfd& wait, int atMostMs) {
+    if (!isTimed()) {
+        return poll(&wait, 1, atMostMs);
+    }
+    if (timeIsUp(wait.fd)) {
+        return 0;
+    }
+    const int leftMs = timeLeftMs();
+    const int ready = poll(&wait, 1, atMostMs < 0 ? leftMs : std::min(leftMs, atMostMs));
+    if (ready == 0) {
+        timeIsUp(wait.fd);
+    }
+    return ready;
+}
+
 }  // namespace zolstats
 
 using namespace zolstats;

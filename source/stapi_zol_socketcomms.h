@@ -6,6 +6,8 @@
 
 #include <stdint.h>
 
+struct pollfd;
+
 // The header of a request or a reply. auxWord and returnCode change places on the way: a request carries
 // returnCode at offset 12 and auxWord at 16, a reply auxWord at 12 and the Gateway's return code at 16.
 struct RequestHeader {
@@ -22,11 +24,12 @@ struct RequestHeader {
 
 // Why an exchange failed. Each word is meaningful only after the result that says so.
 struct FlowReasons {
-    int32_t errnoValue;  // after FLOW_NOT_SENT: errno of the send; after EXCHANGE_FAILED: result of
-                         // readFromSocket()
-    int32_t gwyRc;       // the Gateway's return code, when it is the result
-    int32_t authRc;      // after AUTH_REFUSED
-    int32_t adminRc;     // after ADMIN_REFUSED by the Gateway's authorisation
+    int32_t
+        errnoValue;   // after FLOW_NOT_SENT: errno of the send, or ETIMEDOUT; after EXCHANGE_FAILED: result
+                      // of readFromSocket()
+    int32_t gwyRc;    // the Gateway's return code, when it is the result
+    int32_t authRc;   // after AUTH_REFUSED
+    int32_t adminRc;  // after ADMIN_REFUSED by the Gateway's authorisation
 };
 
 // One step of the authorisation, request and reply.
@@ -82,7 +85,41 @@ inline constexpr int FLOW_NOT_SENT = -1;
 inline constexpr int AUTH_REFUSED = -2;
 inline constexpr int ADMIN_REFUSED = -3;
 
-// Big-endian integers at any position.
+// ---- The time that a call may take
+//
+// The application may limit every public call that its thread makes. A call's clock starts with the call and is
+// never extended by what a peer sends. When its time is up, the socket that it waits for is shut down.
+
+// The limit of the calling thread, in milliseconds; 0 is none.
+void setTimeLimit(int milliseconds);
+int timeLimit();
+
+// Stands at the head of a public call; where one public call makes another, the outer one counts.
+class TimedCall {
+  public:
+    // Tells, once a call, that its time is up.
+    using Report = void (*)(const char* call, int limitMs);
+
+    TimedCall(const char* call, Report report);
+    ~TimedCall();
+    TimedCall(const TimedCall&) = delete;
+    TimedCall& operator=(const TimedCall&) = delete;
+
+  private:
+    const bool isOutermost_;
+};
+
+// Give the call its whole time again, for its work on another connection.
+void restartTime();
+// Has the call under way been told that its time is up?
+bool timeWasUp();
+
+// poll() on one socket for atMostMs (negative: without limit), but not longer than the call under way may take.
+// The result of poll(); 0 also when the time is up.
+int pollInTime(pollfd& wait, int atMostMs);
+
+// ---- Big-endian integers at any position
+
 inline uint32_t loadWord(const unsigned char* at) {
     return uint32_t{at[0]} << 24 | uint32_t{at[1]} << 16 | uint32_t{at[2]} << 8 | at[3];
 }
@@ -113,13 +150,13 @@ void writeHeader(const RequestHeader* req, unsigned char* data);
 // and body length stand, so it must not be longer than what was read.
 void populateHeader(const unsigned char* data, RequestHeader* req);
 
-// Fill dataBuf with exactly dataSize bytes: 0, -1 when the stream ends before the first byte, or errno. When
-// it ends later, the result is errno as the caller had set it.
+// Fill dataBuf with exactly dataSize bytes: 0, -1 when the stream ends before the first byte, or errno
+// (ETIMEDOUT when the call's time is up). When it ends later, the result is errno as the caller had set it.
 int readFromSocket(int socketDesc, int dataSize, void* dataBuf);
 
 // Send the datalen bytes at *data and read the reply. header is filled from it; *data, memory from malloc(),
-// is replaced by the reply's body when it has one, and stays the caller's to free. Returns 0, FLOW_NOT_SENT,
-// ZOLSTATS_NO_MEMORY, ZOLSTATS_EXCHANGE_FAILED, or the Gateway's return code.
+// is replaced by the reply's body when it has one, and stays the caller's to free. Returns 0, FLOW_NOT_SENT
+// (also when the call's time is up), ZOLSTATS_NO_MEMORY, ZOLSTATS_EXCHANGE_FAILED, or the Gateway's return code.
 int flow(int socketDesc, int datalen, unsigned char** data, const char* requestName, RequestHeader* header,
          FlowReasons* reasons);
 

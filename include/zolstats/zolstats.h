@@ -27,7 +27,8 @@
  *               calls may be made from any thread. The library starts no threads, changes no signal disposition, never
  *               writes to standard output and never ends the process.
  * Processes.    After fork() the child cannot use the parent's connections (ZOLSTATS_WRONG_PROCESS); it opens its own.
- * Waiting.      Connecting waits at most 60 seconds; afterwards a call waits for the Gateway's answer without limit.
+ * Waiting.      Connecting waits at most 60 seconds; afterwards a call waits for the Gateway's answer without limit,
+ *               unless the application sets one: setAPITimeout().
  * How many.     Up to ZOLSTATS_MAX_CONNECTIONS connections in one process. Tokens beyond that number open but are not
  *               found again (ZOLSTATS_TOKEN_NOT_FOUND).
  */
@@ -45,6 +46,9 @@ extern "C" {
 
 /* The longest id list, in bytes without its NUL, that a query by ids takes; a longer one gives ZOLSTATS_NO_MEMORY. */
 #define ZOLSTATS_MAX_ID_LIST 32765
+
+/* The longest limit, in milliseconds, that setAPITimeout() takes: one day. */
+#define ZOLSTATS_MAX_TIMEOUT 86400000
 
 /* Trace levels for setAPITraceLevel(); each includes the ones before it. 5 is accepted and traces what 4 does. */
 #define ZOLSTATS_TRACE_OFF 0
@@ -90,9 +94,10 @@ extern "C" {
     CODE(ZOLSTATS_NO_IDS, -131, "no identifier could be collected from the result set")                         \
     CODE(ZOLSTATS_HOST_NOT_FOUND, -132, "the host name could not be resolved")                                  \
     CODE(ZOLSTATS_NULL_HOST, -133, "the host name is null")                                                     \
-    CODE(ZOLSTATS_CONNECT_TIMED_OUT, -134, "connecting took longer than 60 seconds")                            \
+    CODE(ZOLSTATS_CONNECT_TIMED_OUT, -134, "connecting took longer than 60 seconds, or opening than the time limit") \
     CODE(ZOLSTATS_CONNECTION_REFUSED, -135, "the connection was refused: nothing listens on that port")         \
-    CODE(ZOLSTATS_NETWORK_UNREACHABLE, -136, "the network of the host cannot be reached")
+    CODE(ZOLSTATS_NETWORK_UNREACHABLE, -136, "the network of the host cannot be reached")                       \
+    CODE(ZOLSTATS_BAD_TIMEOUT, -137, "the time limit is outside 0 to 86400000 milliseconds")
 /* clang-format on */
 
 #define ZOLSTATS_DEFINE_CODE(name, number, text) name = (number),
@@ -169,6 +174,27 @@ int getStatsAPIVersion(char** version);
  * Returns ZOLSTATS_OK.
  */
 int dumpState(void);
+
+/* ---- Waiting ------------------------------------------------------------------------------------------------ */
+
+/*
+ * Limit how long each call that talks to a Gateway may take, for the calls of this thread. The limit covers a call as a
+ * whole, from its start to its end, however the Gateway behaves: connecting and everything else that opening does, a
+ * query with the loss of its connection, closing. closeAllGatewayConnections() may take as long for each connection.
+ * (Resolving a host name cannot be cut short, but its time counts.) When the time is up an open call gives
+ * ZOLSTATS_CONNECT_TIMED_OUT, a query ZOLSTATS_CONNECTION_LOST; the connection is of no more use then, and a query
+ * closes it as after any other loss: after getStatsByStatGroupId() that is left to the caller. Closing closes.
+ *   milliseconds  0 to ZOLSTATS_MAX_TIMEOUT; 0, as at first, is without limit
+ * Returns ZOLSTATS_OK, or ZOLSTATS_BAD_TIMEOUT for any other value; the limit then stays as it was.
+ */
+int setAPITimeout(int milliseconds);
+
+/*
+ * Tell the limit that holds for this thread's calls.
+ *   milliseconds  out: 0 is without limit
+ * Returns ZOLSTATS_OK, or ZOLSTATS_NULL_OUTPUT if milliseconds is null.
+ */
+int getAPITimeout(int* milliseconds);
 
 /* ---- Connections -------------------------------------------------------------------------------------------- */
 
