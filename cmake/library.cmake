@@ -10,6 +10,11 @@ target_include_directories(zolstats_objects PUBLIC ${PROJECT_SOURCE_DIR}/include
 target_compile_options(zolstats_objects PRIVATE -fno-exceptions -fno-rtti -fno-semantic-interposition
                                                 -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
+# Where files would end at 2 GiB a trace may outgrow that, too.
+if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    target_compile_definitions(zolstats_objects PRIVATE _FILE_OFFSET_BITS=64)
+endif()
+
 function(zolstats_add_library name kind)
     add_library(${name} ${kind} $<TARGET_OBJECTS:zolstats_objects>)
     add_library(zolstats::${name} ALIAS ${name})

@@ -168,7 +168,7 @@ TEST_F(DescribedToken, ShowsItsFields) {
     token.connRSToken = reinterpret_cast<ResultSetToken*>(0x1234);
     token.resultSetBuf = reinterpret_cast<unsigned char*>(0x5678);
     token.owningPid = 0x1A2B;
-    token.owningTid = 0x00007F12ABCDEF01;
+    token.owningTid = static_cast<pthread_t>(0x00007F12ABCDEF01);  // where it has 64 bits, half is shown
     token.nextGwyTokPtr = reinterpret_cast<GatewayToken*>(0x9ABC);
     EXPECT_EQ(text(),
               "GatwayToken(" + own() +
@@ -217,7 +217,7 @@ class DumpedTokens : public GatewayTokens {
     }
     // A buffer that holds nothing but its terminator.
     static std::string emptyStorage(const GatewayToken* token) {
-        return storageLine(token, 0, "0F0E0F0E 00000000 00000000 00000000", "");
+        return storageLine(token, 0, (digits(TERMINATOR) + " 00000000 00000000 00000000").c_str(), "");
     }
     static std::string total(int entries) {
         return printed("Total number of Gateway Token List entries=%d\n", entries) + RULE;

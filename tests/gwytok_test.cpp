@@ -11,6 +11,7 @@
 #include <climits>
 #include <cstring>
 #include <future>
+#include <limits>
 #include <set>
 
 #include "stapi_zol_resultsetbuffer.h"
@@ -195,7 +196,7 @@ TEST_F(GatewayTokens, AreRefusedToAnotherThread) {
 
 TEST_F(GatewayTokens, AreRefusedToAThreadThatDiffersInTheUpperHalfOfItsIdOnly) {
     GatewayToken* token = open();
-    token->owningTid ^= pthread_t{1} << 40;
+    token->owningTid ^= pthread_t{1} << (std::numeric_limits<pthread_t>::digits - 1);
     EXPECT_EQ(verifyGatewayToken(token), -124);
 }
 

@@ -31,6 +31,17 @@ inline Bytes hex(std::string_view digits) {
     return bytes;
 }
 
+// The hexadecimal digits of bytes, as a dump shows them.
+inline std::string digits(std::string_view bytes) {
+    static constexpr char DIGITS[] = "0123456789ABCDEF";
+    std::string text;
+    for (const char each : bytes) {
+        const auto byte = static_cast<unsigned char>(each);
+        text += {DIGITS[byte / 16], DIGITS[byte % 16]};
+    }
+    return text;
+}
+
 // Big-endian integers, as on the wire.
 inline Bytes word(std::uint32_t value) {
     return {static_cast<char>(value >> 24), static_cast<char>(value >> 16), static_cast<char>(value >> 8),

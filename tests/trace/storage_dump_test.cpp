@@ -14,6 +14,7 @@
 using testing::EndsWith;
 using testing::IsEmpty;
 using testing_support::Bytes;
+using testing_support::digits;
 using testing_support::integer;
 using testing_support::printed;
 using testing_support::TERMINATOR;
@@ -103,20 +104,20 @@ TEST_F(StorageDump, AStopWordMayStraddleTwoLines) {
 TEST_F(StorageDump, AStopWordAtTheStartShowsTheWholeLineInHexadecimalAndCountsZero) {
     const Bytes area = TERMINATOR + "unseen and unread";
     EXPECT_EQ(dumpToStopWord(area), 0);
-    EXPECT_EQ(dumped(), at(area, 0) + "0F0E0F0E 756E7365 656E2061 6E642075 : \n");
+    EXPECT_EQ(dumped(), at(area, 0) + digits(TERMINATOR) + " 756E7365 656E2061 6E642075 : \n");
 }
 
 TEST_F(StorageDump, AStopWordBehindAFullLineShowsOneMoreLineInHexadecimal) {
     const Bytes area = "0123456789ABCDEF" + TERMINATOR + "unseen and unread";
     EXPECT_EQ(dumpToStopWord(area), 16);
     EXPECT_EQ(dumped(), at(area, 0) + "30313233 34353637 38394142 43444546 : 0123456789ABCDEF \n" +  //
-                            at(area, 16) + "0F0E0F0E 756E7365 656E2061 6E642075 : \n");
+                            at(area, 16) + digits(TERMINATOR) + " 756E7365 656E2061 6E642075 : \n");
 }
 
 TEST_F(StorageDump, TheStopWordIsTheCallersAndInHostOrder) {
     const Bytes area = TERMINATOR + integer(0x01020304) + "unseen and unread";
     EXPECT_EQ(dumpToStopWord(area, 0x01020304), 4);
-    EXPECT_EQ(dumped(), at(area, 0) + "0F0E0F0E                            : ....\n");
+    EXPECT_EQ(dumped(), at(area, 0) + digits(TERMINATOR) + "                            : ....\n");
 }
 
 TEST_F(StorageDump, AnIncompleteStopWordDoesNotEndIt) {
@@ -125,9 +126,9 @@ TEST_F(StorageDump, AnIncompleteStopWordDoesNotEndIt) {
 }
 
 TEST_F(StorageDump, AStopWordMeansNothingWhereALengthIsGiven) {
-    const Bytes area = "ab" + TERMINATOR + "cd";
+    const Bytes area = "abcd" + TERMINATOR;
     EXPECT_EQ(traceOutStorage(area.data(), 8, STOP_WORD, PER_LINE, 1), 8);
-    EXPECT_EQ(dumped(), at(area, 0) + "61620F0E 0F0E6364                   : ab....cd\n");
+    EXPECT_EQ(dumped(), at(area, 0) + "61626364 " + digits(TERMINATOR) + "                   : abcd....\n");
 }
 
 TEST_F(StorageDump, TheFlagHasNoEffect) {
