@@ -7,7 +7,6 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 
@@ -167,10 +166,8 @@ void destroyToken(void** gwTokPtr) {
     trace<deleteTokenFreed>(gwTokPtr, *gwTokPtr);
 }
 
-// A child process has the tokens of its parent, but not the threads that used them.
 bool isUsedElsewhere(const GatewayToken& token) {
-    return token.use == TOKEN_IN_USE && compareTids(token.owningTid, pthread_self()) == 0 &&
-           token.owningPid == static_cast<uint32_t>(getpid());
+    return token.use == TOKEN_IN_USE && compareTids(token.owningTid, pthread_self()) == 0;
 }
 
 // Let the thread that uses the token wait for nothing more, and leave the token to it. If it has no socket yet

@@ -49,17 +49,12 @@ void setTraceLevel(int level) {
 }
 
 // A child process may have been forked while another thread of its parent held a lock, which nobody would ever
-// release. (Without memory for this handler the child is as badly off as without the handler.)
+// release.
 void renewLocks() {
     initMutex = PTHREAD_MUTEX_INITIALIZER;
     traceLock = {};
     initializeLock(&traceLock);
     renewListLock();
-}
-
-void handleForks() {
-    static bool isDone = false;
-    isDone = isDone || pthread_atfork(nullptr, nullptr, renewLocks) == 0;
 }
 
 // While it goes on, failures are traced at the exception level; after one the level stays there.
@@ -76,7 +71,8 @@ int initialise() {
         trace<initListFailed>(rc);
         return rc;
     }
-    handleForks();
+    pthread_atfork(nullptr, nullptr,
+                   renewLocks);  // without memory for that a child may wait, but nobody else
     setTraceLevel(ZOLSTATS_TRACE_OFF);
     strcpy(stapiVersion, ZOLSTATS_API_VERSION);
     __atomic_store_n(&stapiState, 1, __ATOMIC_RELEASE);

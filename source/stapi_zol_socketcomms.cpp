@@ -28,7 +28,7 @@ namespace {
 
 constexpr int64_t NANOSECONDS_PER_MS = 1'000'000;
 constexpr int MS_PER_SECOND = 1000;
-constexpr int US_PER_MS = 1000;
+constexpr suseconds_t US_PER_MS = 1000;
 
 // The clock of a thread's calls. It lies in the memory that a thread has from its start: elsewhere its first use
 // would allocate, and end the process if there is no memory left.
@@ -110,8 +110,8 @@ ssize_t receive(int socketDesc, void* buffer, int size) {
     const int keptErrno = errno;
     ssize_t received = 0;
     do {
-        if (isTimed() && !waitForInput(socketDesc) && timeWasUp()) {
-            errno = ETIMEDOUT;
+        if (isTimed() && !waitForInput(socketDesc)) {
+            errno = timeWasUp() ? ETIMEDOUT : errno;
             return -1;
         }
         errno = keptErrno;
@@ -272,6 +272,10 @@ int exchange(int socketDesc, int datalen, unsigned char** data, const char* requ
     }
     if (rc == 0) {
         rc = receiveBody(socketDesc, static_cast<int>(header->bodyLength), data, reasons);
+    }
+    if (rc == ZOLSTATS_NO_MEMORY) {
+        // What was not read would be taken for the answer to a later request.
+        shutdown(socketDesc, SHUT_RDWR);
     }
     if (rc == 0 && header->returnCode != 0) {
         reasons->gwyRc = header->returnCode;

@@ -301,6 +301,16 @@ TEST_F(Connecting, ReportsASocketThatCannotBeCreated) {
     EXPECT_THAT(trace.points(3000, 3020), ElementsAre(3000, 3013, 3001, 3007));
 }
 
+TEST_F(Connecting, StopsWhenTheSocketIsNotWantedAnyMore) {
+    socket = zolstats::SOCKET_UNWANTED;
+    const TraceCapture trace(1);
+    EXPECT_EQ(connectToIt(), -102);
+    EXPECT_THAT(trace.lines(), ElementsAre(line(3001, "*EXC*",
+                                                "stapi_zol_gwycon.connectToGateway() Unable to create a "
+                                                "socket: Operation canceled(125)")));
+    EXPECT_NE(::fcntl(socket, F_GETFD), -1) << "it is the caller's to close";
+}
+
 class ConnectingWithoutAnOption : public Connecting, public testing::WithParamInterface<int> {};
 
 TEST_P(ConnectingWithoutAnOption, FailsAndTracesTheDescriptor) {

@@ -1,6 +1,6 @@
-// The time that an exchange may take: one deadline for a whole call, whatever the peer and the system do, and the same
-// system calls as ever without a limit. How the application sets the limit is tested in api/api_time_limit_test.cpp.
-// What an exchange is, is written down in docs/protocol.md.
+// The time that an exchange may take: one deadline for a whole call, whatever the peer and the system do, and the
+// same system calls as ever without a limit. How the application sets the limit is tested in
+// api/api_time_limit_test.cpp. What an exchange is, is written down in docs/protocol.md.
 #include <gmock/gmock.h>
 
 #include <chrono>
@@ -156,6 +156,28 @@ TEST_F(TimedExchange, EndsWhenThePeerTakesNoRequest) {
               }),
               FAR_TOO_LONG_MS);
     EXPECT_THAT(reports, ElementsAre("large 60"));
+}
+
+TEST_F(TimedExchange, EndsWhenThereWasNoRoomForTheRequestInTime) {
+    system_.send = [](int, const void*, size_t, int) {
+        SystemCalls::stop();
+        ::poll(nullptr, 0, LIMIT_MS);
+        return failed(EAGAIN);
+    };
+    EXPECT_EQ(timedHandshake(), -1);
+    EXPECT_EQ(reasons_.errnoValue, EAGAIN);
+    EXPECT_THAT(reports, ElementsAre("handshake 60"));
+}
+
+TEST_F(TimedExchange, FailsWhenTheSystemCannotWait) {
+    int waits = 0;
+    system_.poll = [&](pollfd*, nfds_t, int) -> std::optional<int> {
+        return ++waits == 1 ? std::optional<int>() : failed(ENOMEM);
+    };
+    replyToHandshake();
+    EXPECT_EQ(timedHandshake(FAR_TOO_LONG_MS), -122);
+    EXPECT_EQ(reasons_.errnoValue, ENOMEM);
+    EXPECT_THAT(reports, IsEmpty());
 }
 
 TEST_F(TimedExchange, LeavesSendingWithoutALimitBehind) {

@@ -27,6 +27,7 @@
  *               calls may be made from any thread. The library starts no threads, changes no signal disposition, never
  *               writes to standard output and never ends the process.
  * Processes.    After fork() the child cannot use the parent's connections (ZOLSTATS_WRONG_PROCESS); it opens its own.
+ *               It must not close them: that would close them for the parent.
  * Waiting.      Connecting waits at most 60 seconds; afterwards a call waits for the Gateway's answer without limit,
  *               unless the application sets one: setAPITimeout().
  * How many.     Up to ZOLSTATS_MAX_CONNECTIONS connections in one process. Tokens beyond that number open but are not
