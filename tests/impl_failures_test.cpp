@@ -74,60 +74,7 @@ TEST(Initialisation, TellsThatTheListLockFailed) {
         ExitedWithCode(0), "");
 }
 
-// Every public call with a wrong argument. Where initialisation fails it gives that failure all the same;
-// only closing looks at its arguments then.
-struct WrongCall {
-    int expectedRc;
-    int (*call)();
-};
-
-void* noToken = nullptr;
-void* someToken = &noToken;
-ResultSetToken* noSet = nullptr;
-
-const WrongCall WRONG_CALLS[] = {
-    {-121, [] { return getAPITraceLevel(nullptr); }},
-    {-121, [] { return setAPITraceLevel(6); }},
-    {-121, [] { return setAPITraceFile(""); }},
-    {-121, [] { return getStatsAPIVersion(nullptr); }},
-    {-121, [] { return dumpState(); }},
-    {-121, [] { return openRemoteGatewayConnection(nullptr, 0, nullptr, nullptr); }},
-    {-121, [] { return closeGatewayConnection(&someToken); }},
-    {-108, [] { return closeGatewayConnection(nullptr); }},
-    {-100, [] { return closeGatewayConnection(&noToken); }},
-    {-121, [] { return closeAllGatewayConnections(); }},
-    {-121, [] { return getStats(nullptr, nullptr); }},
-    {-121, [] { return getStatIds(nullptr, nullptr); }},
-    {-121, [] { return getResourceGroupIds(nullptr, nullptr); }},
-    {-121, [] { return getStatsByStatGroupId(nullptr, nullptr, nullptr); }},
-    {-121, [] { return getStatsByStatId(nullptr, nullptr, nullptr); }},
-    {-121, [] { return getStatIdsByStatGroupId(nullptr, nullptr, nullptr); }},
-    {-121, [] { return getFirstStat(nullptr, nullptr); }},
-    {-121, [] { return getNextStat(nullptr, nullptr); }},
-    {-121, [] { return getFirstId(nullptr, nullptr); }},
-    {-121, [] { return getNextId(nullptr, nullptr); }},
-    {-121, [] { return copyResultSet(nullptr, nullptr); }},
-    {-121, [] { return freeResultSet(&noSet); }},
-    {-121, [] { return dumpResultSet(nullptr); }},
-    {-121, [] { return getIdQuery(nullptr, nullptr); }},
-};
-
-// How many calls do not give their code while initialisation fails.
-int wrongResultsWithoutInitialisation() {
-    int wrong = 0;
-    for (const WrongCall& each : WRONG_CALLS) {
-        const FailingMutexInit failing(1);
-        wrong += each.call() == each.expectedRc && statAPITrace == EXCEPTIONS ? 0 : 1;
-    }
-    return wrong;
-}
-
-TEST(Initialisation, ThatFailsIsWhatEveryCallGives) {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    EXPECT_EXIT(std::_Exit(wrongResultsWithoutInitialisation()), ExitedWithCode(0), "");
-}
-
-// That call tries it once more when it opens a connection to the local host as to a remote one.
+// Opening a local connection tries it once more, as it goes on like opening a remote one.
 TEST(Initialisation, ThatFailsOnceDoesNotHinderOpeningALocalConnection) {
     testing::FLAGS_gtest_death_test_style = "threadsafe";
     EXPECT_EXIT(

@@ -22,6 +22,23 @@ void* __wrap_malloc(size_t size);
 void* __wrap_calloc(size_t count, size_t size);
 void* __wrap_realloc(void* memory, size_t size);
 int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes);
+}
+
+namespace {
+
+// A usual mutex, but one that fails where it is taken twice or released by a thread that does not hold it.
+int makeMutex(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
+    pthread_mutexattr_t checking{};
+    pthread_mutexattr_init(&checking);
+    pthread_mutexattr_settype(&checking, PTHREAD_MUTEX_ERRORCHECK);
+    const int rc = __real_pthread_mutex_init(mutex, attributes != nullptr ? attributes : &checking);
+    pthread_mutexattr_destroy(&checking);
+    return rc;
+}
+
+}  // namespace
+
+extern "C" {
 
 void* __wrap_malloc(size_t size) {
     return FailingAllocation::isNow() ? nullptr : __real_malloc(size);
@@ -36,6 +53,6 @@ void* __wrap_realloc(void* memory, size_t size) {
 }
 
 int __wrap_pthread_mutex_init(pthread_mutex_t* mutex, const pthread_mutexattr_t* attributes) {
-    return FailingMutexInit::isNow() ? ENOMEM : __real_pthread_mutex_init(mutex, attributes);
+    return FailingMutexInit::isNow() ? ENOMEM : makeMutex(mutex, attributes);
 }
 }

@@ -1,21 +1,32 @@
-// Tests of failures that only a full memory or a lock that cannot be made causes: codes, lines, and what is
-// left behind. Not here: such failures in the very first call (first_call_failures_test.cpp). Which failures
-// the library reports, and how, is written down in docs/return-codes.md.
+// Tests of failures that only a full memory, a lock that cannot be made or one that is used wrongly causes:
+// codes, lines, and what is left behind. Not here: such failures in the very first call
+// (first_call_failures_test.cpp). Which failures the library reports, and how, is written down in
+// docs/return-codes.md.
 #include <gmock/gmock.h>
 
 #include <cerrno>
 
+#include "api/client.h"
+#include "api/trace_file.h"
 #include "failing_calls.h"
 #include "stapi_zol_lock.h"
 #include "stapi_zol_resultsetbuffer.h"
 #include "support/trace_capture.h"
 
+using testing::AnyOf;
 using testing::Contains;
+using testing::Each;
 using testing::ElementsAre;
+using testing::Field;
+using testing::Ge;
+using testing::Gt;
+using testing::Lt;
+using testing::SizeIs;
 using testing_support::FailingAllocation;
 using testing_support::FailingMutexInit;
 using testing_support::line;
 using testing_support::TraceCapture;
+using testing_support::TraceLine;
 
 namespace {
 
@@ -33,6 +44,32 @@ TEST(FailingMutex, LeavesTheLockUninitialisedAndShowsErrno) {
         ElementsAre(line(3101, "*EXC*",
                          "stapi_zol_lock.initializeLock(lockPtr=%p) Lock initialization failed errno=%d",
                          &lock, 77)));
+}
+
+// Every mutex of this program tells of a wrong use.
+class Locks : public api::Connected {
+  protected:
+    // All that takes a lock. A destination that cannot be had leaves the one that is read here.
+    void useAll() {
+        setAPITraceLevel(ZOLSTATS_TRACE_DATA);
+        setAPITraceFile("/no such folder/trace");
+        EXPECT_EQ(open(), 0);
+        const api::Copy copy = api::copyOf(stats());
+        dumpResultSet(copy.get());
+        dumpState();
+        closeGatewayConnection(&token_);
+        closeAllGatewayConnections();
+    }
+};
+
+TEST_F(Locks, AreNeitherTakenTwiceNorReleasedByAThreadThatDoesNotHoldThem) {
+    const auto useTwice = [this] {
+        useAll();
+        useAll();  // stumbles over a lock that the first left behind
+    };
+    const auto lines = api::tracedByAll(useTwice, ZOLSTATS_TRACE_DATA);
+    EXPECT_THAT(lines, SizeIs(Ge(100U)));
+    EXPECT_THAT(lines, Each(Field(&TraceLine::point, AnyOf(Lt(3101), Gt(3113)))));
 }
 
 class FullMemory : public testing::Test {
