@@ -1,0 +1,17 @@
+#!/usr/bin/env bash
+# Builds the library as it is installed, uses it for a minute, and fails when its memory or its descriptors grow.
+#   scripts/soak.sh [queries [cycles]]
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+heading "Packages"
+install_packages cmake ninja-build g++ libgtest-dev libgmock-dev libcli11-dev libfmt-dev default-jdk-headless python3
+
+heading "Build"
+guarded cmake --preset release --log-level=WARNING
+guarded cmake --build --preset release --target soak -j2
+
+heading "Soak"
+guarded build/release/bin/soak "$@"
+
+heading "Done"
