@@ -31,6 +31,13 @@ run_preset() {
     "$@" ctest --preset "$preset" -j2
 }
 
+# Each target for some seconds, two at a time.
+fuzz_targets() {
+    local seconds=20
+    find tests/fuzz/corpus -mindepth 1 -maxdepth 1 -type d -printf '%f\n' | sort |
+        xargs -P2 -I{} scripts/fuzz.sh {} "$seconds"
+}
+
 # ThreadSanitizer needs certain addresses, which the wide randomisation of newer kernels may take.
 fixed_addresses=()
 if setarch -R true 2>/dev/null; then
@@ -52,6 +59,9 @@ guarded lint
 
 heading "Tests under AddressSanitizer and UndefinedBehaviorSanitizer"
 guarded run_preset asan all
+
+heading "Fuzzing"
+guarded fuzz_targets
 
 heading "Tests with threads under ThreadSanitizer"
 guarded run_preset tsan threaded_tests "${fixed_addresses[@]}"
