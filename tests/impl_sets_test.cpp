@@ -3,6 +3,7 @@
 // in zolstats.h.
 #include <gmock/gmock.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
 #include <thread>
@@ -140,6 +141,12 @@ TEST_P(CallOnASet, RefusesABufferWithoutRoomForAnEyecatcher) {
     EXPECT_EQ(call(set), -119);
 }
 
+TEST_P(CallOnASet, TrustsABufferOfNoStatedCapacity) {
+    HandMadeSet set(fitting());
+    set->resultSetBufferLen = 0;
+    EXPECT_EQ(call(set), 0);
+}
+
 TEST_P(CallOnASet, WorksForTheOwnerOfAConnectionsSet) {
     HandMadeSet set(fitting());
     set.belongToAConnection();
@@ -234,6 +241,15 @@ TEST(CopyOfASet, HoldsTheWholeCapacityAndBelongsToTheCaller) {
     ASSERT_EQ(copy->resultSetBufferLen, static_cast<int>(bytes.size()));
     EXPECT_EQ(Bytes(copy->head, copy->head + bytes.size()), bytes);
     EXPECT_NE(copy->head, source->head);
+}
+
+TEST(CopyOfASet, TakesNothingFromABufferOfNoStatedCapacity) {
+    HandMadeSet source(fewIds());
+    source->resultSetBufferLen = 0;
+    const Copy copy = copyOf(source.token());
+    EXPECT_EQ(copy->resultSetBufferLen, 0);
+    ASSERT_NE(copy->head, nullptr);
+    EXPECT_EQ(Bytes(copy->head, copy->head + 8), Bytes(8, '\0'));
 }
 
 TEST(CopyOfASet, DoesNotTakeTheQueryTextAlong) {
@@ -441,8 +457,8 @@ TEST_F(IdQuery, IsKeptInTheSetAndReplacedByTheNext) {
     ASSERT_EQ(askIds({"LONG.IDENTIFIER", "B"}), 0);
     const char* first = text_;
     EXPECT_EQ(first, (*set_)->verifiedQueryString);
-    (*set_)->head[12 + 4 + 1 + 4 + 4 + 4 + 15] =
-        0;  // the second id now has no length, and the buffer no terminator
+    // The second id now has no length, and the buffer no terminator.
+    std::memset(set_->at(12 + 4 + 1 + 4 + 4 + 4 + 15), 0, 4);
     ASSERT_EQ(again(), 0);
     EXPECT_EQ(text_, first);
     EXPECT_STREQ(text_, "LONG.IDENTIFIER:");

@@ -135,6 +135,12 @@ TEST_F(Limits, AContinuationThatNeverComesEndsTheParse) {
               -122);
 }
 
+TEST_F(Limits, AContinuationOfOneByteIsMissedAsWell) {
+    EXPECT_EQ(parseStats(oneResponse(statsHead("q", 0, 1) + statisticClass() + Bytes(5, '?') +
+                                     firstBlock("A", 4, "one"))),
+              -122);
+}
+
 TEST_F(Limits, AreToldWithParserOffsetAndLength) {
     const TraceCapture trace(1);
     parseStats(hex("00 ACED"));  // the class name length would stand at 7
@@ -396,6 +402,12 @@ TEST_P(FailedGrowth, EndsTheParseAndLeavesNoBuffer) {
 TEST_P(FailedGrowth, GoesBeforeMalformedData) {
     const Kind kind = std::get<Kind>(GetParam());
     EXPECT_EQ(parse(kind, hex("00")), -111);
+    EXPECT_EQ(buffer.data, nullptr);
+}
+
+TEST_P(FailedGrowth, LeavesNoBufferForTheEmptySetOfMalformedDataEither) {
+    const Kind kind = std::get<Kind>(GetParam());
+    EXPECT_EQ(parse(kind, hex("01")), -111);
     EXPECT_EQ(buffer.data, nullptr);
 }
 

@@ -103,6 +103,19 @@ TEST_F(ParserTrace, OfAMarkerThatEndsAStatisticShowsIt) {
         ElementsAre(line(2236, "DEBUG", "stapi_zol_statcomms.parseStatsData block type=%2.8X ", 0x70U)));
 }
 
+TEST_F(ParserTrace, OfLengthsThatAreMissingShowsThemAs0) {
+    const Bytes callData =
+        oneResponse(statsHead("q", 0, 1) + statisticClass() + Bytes(5, '?') + hex("77 05"));
+    const TraceCapture trace(4);
+    EXPECT_EQ(parseStats(callData), -122);
+    EXPECT_THAT(
+        trace.lines(2233),
+        ElementsAre(line(2233, "DEBUG", "stapi_zol_statcomms.parseStatsData statistic ID length=%d ", 0)));
+    EXPECT_THAT(
+        trace.lines(2239),
+        ElementsAre(line(2239, "DEBUG", "stapi_zol_statcomms.parseStatsData statistic data length=%d ", 0)));
+}
+
 TEST_F(ParserTrace, OfIdsTellsEachStep) {
     const MessageBuffer input(responses({rejection("bad", -5), idsResponse("q", 7, {"A", "B"})}));
     const void* data = input.data;

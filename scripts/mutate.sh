@@ -1,0 +1,11 @@
+#!/usr/bin/env bash
+# Changes the library's sources a little, over and over, and tells how many of the changes the tests notice.
+# Options: --sample N, --seed S, --jobs J, --module M; see --help. Ctrl-C shows the result so far.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
+
+heading "Packages"
+install_packages cmake ninja-build g++ libgtest-dev libgmock-dev libcli11-dev libfmt-dev default-jdk-headless python3
+
+heading "Changes"
+exec python3 -B tests/mutation/mutate.py "$@"
