@@ -59,6 +59,14 @@ TEST_F(WaitingForAConnect, SucceedsWhenTheSocketIsWritableWithoutAPendingError) 
     EXPECT_EQ(error, UNTOUCHED);
 }
 
+// A process that has closed its standard input gets it for its next socket.
+TEST_F(WaitingForAConnect, TakesDescriptor0AsAnyOther) {
+    socket = 0;
+    becomesReady(POLLOUT);
+    pendingErrorIs(0);
+    EXPECT_EQ(wait(), 0);
+}
+
 TEST_F(WaitingForAConnect, AsksForWritableAndExceptionOnly) {
     system.poll = [](pollfd* wait, nfds_t count, int) {
         EXPECT_EQ(count, 1U);
