@@ -57,10 +57,10 @@ int timeLeftMs() {
     return left <= 0 ? 0 : static_cast<int>((left + NANOSECONDS_PER_MS - 1) / NANOSECONDS_PER_MS);
 }
 
-// Is the time of the call under way up? If so the socket is of no more use: an answer that comes later would be
+// Is the time of the timed call under way up? If so the socket is of no more use: an answer that comes later would be
 // taken for that to the next request.
 bool timeIsUp(int socketDesc) {
-    if (!isTimed() || timeLeftMs() > 0) {
+    if (timeLeftMs() > 0) {
         return false;
     }
     if (!callClock.wasUp) {

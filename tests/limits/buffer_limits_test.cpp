@@ -7,6 +7,7 @@
 #include "api/client.h"
 #include "library_memory.h"
 #include "stapi_zol_statcomms.h"
+#include "support/trace_capture.h"
 #include "wire/call_data.h"
 
 namespace {
@@ -80,6 +81,21 @@ TEST_P(CapacityNearTheLimit, TakesIdsWithoutGrowing) {
     const Bytes expected = idsSet({answered("q", 0, {idItem("A"), idItem("B")})});
     EXPECT_EQ(set(expected), expected);
     EXPECT_EQ(capacity, GetParam());
+}
+
+using ParserWithoutMemory = testing_support::ParserTest;
+
+// A value of three blocks, of which the first has room.
+TEST_F(ParserWithoutMemory, GoesOnToNoFurtherBlock) {
+    using namespace testing_support;
+    useCapacity(1024);
+    const Bytes part(600, 'd');
+    const Bytes callData =
+        oneResponse(statsResponse("q", 0, {firstBlock("A", 1800, part) + longBlock(part) + longBlock(part)}));
+    const TraceCapture trace(ZOLSTATS_TRACE_DATA);
+    const LibraryMemory memory(2048);
+    EXPECT_EQ(parseStats(callData), ZOLSTATS_NO_MEMORY);
+    EXPECT_THAT(trace.lines(2235), testing::SizeIs(1));
 }
 
 // ---- Over a connection
