@@ -1,4 +1,5 @@
-// Signals that interrupt a blocking call again and again, and at the third do what it waits for.
+// Signals that interrupt a blocking call again and again, and at the third do what it waits for. They count from
+// when everything that came before has been read.
 // The signals come from a timer of the process: one Interruptions at a time, in a test with one thread.
 // What the other end says then is peer.h's business.
 #ifndef ZOLSTATS_TESTS_INTERRUPTIONS_H
@@ -42,9 +43,11 @@ class Interruptions {
 
     static void interrupt(int) {
         const int keptErrno = errno;
-        count_ = count_ + 1;
-        if (count_ == 3) {
-            action_(*peer_);
+        if (count_ < 3 && peer_->isReadUp()) {
+            count_ = count_ + 1;
+            if (count_ == 3) {
+                action_(*peer_);
+            }
         }
         errno = keptErrno;
     }

@@ -47,6 +47,12 @@ class Peer {
         }
     }
 
+    // Whether the library has read all that was queued. Fit for a signal handler.
+    [[nodiscard]] bool isReadUp() const {
+        char byte = 0;
+        return ::recv(ends_[0], &byte, 1, MSG_PEEK | MSG_DONTWAIT) <= 0;
+    }
+
     // End the stream behind what was queued, but go on receiving.
     void endReplies() const { ::shutdown(ends_[1], SHUT_WR); }
 
