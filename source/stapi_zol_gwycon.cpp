@@ -189,15 +189,14 @@ AuthRequest firstAuthRequest() {
     return request;
 }
 
-// The second step hands back the words of the first reply; the header fields not set here keep that reply's
-// values.
+// The second step hands back the words of the first reply, and a fourth that is still 0; the header fields not
+// set here keep that reply's values.
 void makeSecondAuthRequest(AuthRequest& request) {
     request.header.requestType = REQUEST_CALL;
     request.header.returnCode = 0;
     request.header.name = AUTH_REQUEST_NAME;
     request.header.bodyLength = AUTH_ANSWER_LENGTH;
     request.authStep = 1;
-    request.authData[3] = 0;
 }
 
 }  // namespace

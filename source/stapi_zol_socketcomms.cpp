@@ -173,7 +173,7 @@ ssize_t sendInTime(int socketDesc, const unsigned char* data, size_t size) {
     const ssize_t sent = sendOnce(socketDesc, data, size);
     const int error = errno;
     limitSending(socketDesc, 0);
-    if (sent == -1 && error == EAGAIN) {
+    if (sent == -1) {
         timeIsUp(socketDesc);
     }
     errno = error;
@@ -457,7 +457,7 @@ void encodeAdminRequest(const AdminRequest& request, unsigned char* message) {
 // size; a body length that is negative itself must not wrap around to a large one.
 int takePayload(const Answer& answer, AdminRequest* request) {
     const auto bodyLength = static_cast<int>(request->header.bodyLength);
-    const int size = bodyLength < 0 ? -1 : bodyLength - ADMIN_REPLY_PREFIX_LENGTH;
+    const int size = std::max(bodyLength, 0) - ADMIN_REPLY_PREFIX_LENGTH;
     request->callData = static_cast<unsigned char*>(size < 0 ? nullptr : malloc(static_cast<size_t>(size)));
     trace<flowAdminPayload>(size, request->callData);
     if (request->callData == nullptr) {

@@ -369,6 +369,16 @@ TEST_F(FreshLibrary, InitialisesItsListOnce) {
     EXPECT_EXIT(std::exit(initGTL() == 0 && initGTL() == 1 ? 0 : 1), succeeds(), "");
 }
 
+TEST_F(FreshLibrary, TellsThatItsListLockWasMade) {
+    const auto initialise = [] {
+        initTrace();
+        statAPITrace = 3;
+        std::exit(initGTL());
+    };
+    EXPECT_EXIT(initialise(), succeeds(),
+                HasSubstr("[2031] EXIT   stapi_zol_gwytok.initGTL() initLockRc=0, rc=0\n"));
+}
+
 TEST_F(FreshLibrary, ReportsAListLockThatCannotBeMade) {
     const auto initialise = [] {
         SystemCalls system;

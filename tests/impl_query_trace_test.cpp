@@ -302,6 +302,12 @@ TEST_F(ConnectionTrace, OfGetStatsByStatId) {
     EXPECT_STREQ(kept, IDS);
 }
 
+TEST_F(ConnectionTrace, TellsWhatIsAskedForBeforeItIsAsked) {
+    const TraceCapture trace(EVENTS);
+    EXPECT_EQ(getStatsByStatId(token_, IDS, &set_), 0);
+    EXPECT_EQ(trace.lines().front().point, 1131);
+}
+
 TEST_F(ConnectionTrace, OfGetStatsByStatIdWithoutABuffer) {
     loseBuffer();
     EXPECT_THAT(

@@ -155,7 +155,10 @@ TEST(ApiTrace, OfDup2ASCIIStringWithoutATextOrAPlaceForIt) {
     char* copy = nullptr;
     const TraceLine invalid = line(
         1114, "*EXC*", "stapi_zol_impl.dup2ASCIIString() supplied input data pointer was NULL or overlength");
-    EXPECT_THAT(traced([&] { dup2ASCIIString(nullptr, &copy); }), Contains(invalid));
+    EXPECT_THAT(
+        traced([&] { dup2ASCIIString(nullptr, &copy); }),
+        ElementsAre(testing::Field(&TraceLine::point, 1108), invalid,
+                    line(1115, "EXIT", "stapi_zol_impl.dup2ASCIIString() readByteCount=%d rc=%d", 0, -2)));
     EXPECT_THAT(traced([&] { dup2ASCIIString("text", nullptr); }), Contains(invalid));
 }
 

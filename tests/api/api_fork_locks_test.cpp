@@ -1,14 +1,14 @@
 // A process that forks while another of its threads is inside the library and holds one of its locks: the child
 // has the lock as it was, but not the thread that would release it. What else a child may and may not do is tested
-// in fork_test.cpp. How the locks are used is written down in CONTRIBUTING.md.
+// in limits/fork_test.cpp. How the locks are used is written down in CONTRIBUTING.md.
 #include <fcntl.h>
 
 #include <array>
 #include <atomic>
 #include <fstream>
 
-#include "api/client.h"
-#include "api/trace_file.h"
+#include "client.h"
+#include "trace_file.h"
 
 namespace {
 
