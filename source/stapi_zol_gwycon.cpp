@@ -81,9 +81,9 @@ int prepareSocket(int socketDesc) {
     return 0;
 }
 
-int createSocket(const addrinfo& address, int* socketDescriptorPtr) {
+int createSocket(const addrinfo& address, int* socketDescriptorPtr, int& socketDesc) {
     trace<connectCreatingSocket>(address.ai_family, address.ai_socktype, address.ai_protocol);
-    const int socketDesc = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
+    socketDesc = socket(address.ai_family, address.ai_socktype | SOCK_CLOEXEC, address.ai_protocol);
     int error = errno;
     // It may stand where other threads look, and one of them may have closed the connection meanwhile.
     if (__atomic_exchange_n(socketDescriptorPtr, socketDesc, __ATOMIC_RELAXED) == SOCKET_UNWANTED) {
@@ -209,15 +209,16 @@ extern "C" {
 int connectToGateway(int port, const char* host, int* socketDescriptorPtr) {
     trace<connectEntry>(port, host, socketDescriptorPtr);
     addrinfo* addresses = nullptr;
+    int socketDesc = -1;
     int rc = getHostInfo(port, host, &addresses);
     if (rc == 0) {
-        rc = createSocket(*addresses, socketDescriptorPtr);
+        rc = createSocket(*addresses, socketDescriptorPtr, socketDesc);
     }
     if (rc == 0) {
-        rc = connectSocket(*socketDescriptorPtr, *addresses, port, host);
+        rc = connectSocket(socketDesc, *addresses, port, host);
     }
     if (rc == 0) {
-        rc = introduce(*socketDescriptorPtr);
+        rc = introduce(socketDesc);
     }
     if (addresses != nullptr) {
         freeaddrinfo(addresses);

@@ -372,7 +372,7 @@ int openStatsSocket(GatewayToken* token, const char* hostname) {
     int rc = connectToGateway(token->port, hostname, &token->socket);
     if (rc == 0) {
         setStatus(token, CONNECTION_OPEN);
-        trace<openStatsSocketConnected>(host, token->port, token->socket);
+        trace<openStatsSocketConnected>(host, token->port, __atomic_load_n(&token->socket, __ATOMIC_RELAXED));
     } else {
         setStatus(token, CONNECTION_FAILED);
         trace<openStatsSocketFailed>(host, token->port, rc);

@@ -572,11 +572,13 @@ int statComms(int socketDesc, const char* queryType, unsigned char** buffer, int
 
 int statProtocolVer(GatewayToken* gwTokPtr, FlowReasons* reasons) {
     trace<statProtocolVerEntry>(gwTokPtr);
+    // Another thread that closes the connection meanwhile may look at the token's socket.
+    const int socketDesc = __atomic_load_n(&gwTokPtr->socket, __ATOMIC_RELAXED);
     AdminRequest admin{};
-    int rc = getInitAdminRequest(gwTokPtr->socket, &admin, reasons);
+    int rc = getInitAdminRequest(socketDesc, &admin, reasons);
     if (rc == 0) {
         trace<statProtocolVerInitialised>();
-        rc = getAttribute(gwTokPtr->socket, STATS_MBEAN_PROTOCOL_VERSION, &admin, reasons);
+        rc = getAttribute(socketDesc, STATS_MBEAN_PROTOCOL_VERSION, &admin, reasons);
     }
     if (rc == 0) {
         trace<statProtocolVerGot>();
