@@ -57,8 +57,8 @@ int timeLeftMs() {
     return left <= 0 ? 0 : static_cast<int>((left + NANOSECONDS_PER_MS - 1) / NANOSECONDS_PER_MS);
 }
 
-// Is the time of the timed call under way up? If so the socket is of no more use: an answer that comes later would be
-// taken for that to the next request.
+// Is the time of the timed call under way up? If so the socket is of no more use: an answer that comes later
+// would be taken for that to the next request.
 bool timeIsUp(int socketDesc) {
     if (timeLeftMs() > 0) {
         return false;
