@@ -25,8 +25,7 @@ remove_counters() {
 }
 
 heading "Packages"
-install_packages cmake ninja-build g++ gcovr libgtest-dev libgmock-dev libcli11-dev libfmt-dev default-jdk-headless \
-    python3 pkg-config
+install_packages "${test_packages[@]}" gcovr
 
 heading "Build"
 guarded cmake --preset coverage --log-level=WARNING

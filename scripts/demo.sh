@@ -34,7 +34,7 @@ stop_gateway() {
 }
 
 heading "Packages"
-install_packages cmake ninja-build g++ libcli11-dev libfmt-dev
+install_packages "${build_packages[@]}"
 
 heading "Build"
 guarded cmake --preset release -B "$build" -DZOLSTATS_BUILD_TESTS=OFF -DZOLSTATS_BUILD_EXAMPLES=OFF --log-level=WARNING

@@ -5,7 +5,7 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 heading "Packages"
-install_packages cmake ninja-build g++ libgtest-dev libgmock-dev libcli11-dev libfmt-dev default-jdk-headless python3
+install_packages "${test_packages[@]}"
 
 heading "Build"
 guarded cmake --preset release --log-level=WARNING

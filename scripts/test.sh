@@ -45,8 +45,8 @@ if setarch -R true 2>/dev/null; then
 fi
 
 heading "Packages"
-install_packages cmake ninja-build g++ clang clang-tidy clang-format libclang-rt-14-dev libgtest-dev libgmock-dev \
-    libcli11-dev libfmt-dev default-jdk-headless python3 pkg-config binutils
+install_packages "${test_packages[@]}" clang clang-format clang-tidy libclang-rt-14-dev \
+    binutils
 
 heading "Format"
 guarded check_format

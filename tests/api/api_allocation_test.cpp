@@ -2,78 +2,12 @@
 // grown, and a walk not at all. How much it asks for is not tested here. What is promised about memory stands
 // in docs/performance.md and at each call in zolstats.h.
 #include "client.h"
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define ZOLSTATS_TEST_ALLOCATOR_HOOKS 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(thread_sanitizer)
-#define ZOLSTATS_TEST_ALLOCATOR_HOOKS 1
-#endif
-#endif
-
-namespace {
-
-thread_local bool counts = false;  // the Gateway's threads in this process are not counted
-thread_local int allocations = 0;
-
-void countAllocation() {
-    allocations += counts ? 1 : 0;
-}
-
-}  // namespace
-
-#ifdef ZOLSTATS_TEST_ALLOCATOR_HOOKS
-
-// A sanitizer's allocator cannot be replaced, but it reports what it does. Declared here, since not every
-// compiler comes with the header.
-extern "C" int __sanitizer_install_malloc_and_free_hooks(void (*)(const volatile void*, std::size_t),
-                                                         void (*)(const volatile void*));
-
-namespace {
-void reportAllocation(const volatile void*, std::size_t) {
-    countAllocation();
-}
-void reportFree(const volatile void*) {}
-const int installed = __sanitizer_install_malloc_and_free_hooks(reportAllocation, reportFree);
-}  // namespace
-
-#else
-
-// These stand before the C library's for the whole process, the shared library included.
-extern "C" {
-void* __libc_malloc(std::size_t);
-void* __libc_calloc(std::size_t, std::size_t);
-void* __libc_realloc(void*, std::size_t);
-
-void* malloc(std::size_t size) {
-    countAllocation();
-    return __libc_malloc(size);
-}
-void* calloc(std::size_t count, std::size_t size) {
-    countAllocation();
-    return __libc_calloc(count, size);
-}
-void* realloc(void* memory, std::size_t size) {
-    countAllocation();
-    return __libc_realloc(memory, size);
-}
-}
-
-#endif
+#include "support/counted_allocations.h"
 
 namespace {
 
 using namespace api;
-
-// How many allocations this thread makes in an action.
-template <class Action>
-int allocationsOf(Action action) {
-    allocations = 0;
-    counts = true;
-    action();
-    counts = false;
-    return allocations;
-}
+using testing_support::allocationsOf;
 
 class Allocations : public Connected {
   protected:

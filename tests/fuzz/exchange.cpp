@@ -179,11 +179,6 @@ void checkRequests(std::string_view sent) {
 
 }  // namespace
 
-int LLVMFuzzerInitialize(int*, char***) {
-    fuzz::forgetTrace();
-    return 0;
-}
-
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
     const unsigned which = input.byte();

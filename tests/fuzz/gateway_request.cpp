@@ -178,10 +178,6 @@ void answerAll(std::vector<Request>& requests) {
 
 }  // namespace
 
-int LLVMFuzzerInitialize(int*, char***) {
-    return 0;
-}
-
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
     const std::size_t pieceSize = input.byte();

@@ -223,11 +223,6 @@ void walkAll(ParsedSet& parsed, bool stats, int rc) {
 
 }  // namespace
 
-int LLVMFuzzerInitialize(int*, char***) {
-    fuzz::forgetTrace();
-    return 0;
-}
-
 int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     fuzz::Input input(data, size);
     const unsigned options = input.byte();

@@ -1,13 +1,14 @@
 # Tests of the installed project, as a user finds it: files, exported names, header, and programs built against it.
 # Not tests of what the library does; those are beside this folder.
 # The protocol between the library and the Gateway is written down in docs/protocol.md.
-import contextlib
 import os
 import pathlib
 import re
 import shutil
-import subprocess
 import unittest
+
+import commands
+from commands import emptied, needed_libraries, run
 
 SOURCE = pathlib.Path(os.environ["ZOLSTATS_SOURCE"])
 BUILD = pathlib.Path(os.environ["ZOLSTATS_BUILD"])
@@ -22,32 +23,12 @@ EXAMPLE = SOURCE / "examples" / "read_statistics.c"
 MODULES = "diag gwycon gwytok impl lock resultsetbuffer socketcomms statcomms statquery".split()
 
 
-def run(*command, **extra):
-    done = subprocess.run([str(word) for word in command], text=True, capture_output=True, **extra)
-    if done.returncode != 0:
-        raise AssertionError(f"{command} gave {done.returncode}:\n{done.stdout}{done.stderr}")
-    return done.stdout
-
-
-def needed_libraries(file):
-    return set(re.findall(r"\(NEEDED\).*\[(.*)\]", run("readelf", "-d", file)))
-
-
-@contextlib.contextmanager
 def running_gateway():
-    daemon = subprocess.Popen([PREFIX / "bin" / "zol-gateway-sim", "--port", "0"], stdout=subprocess.PIPE, text=True)
-    with daemon:
-        try:
-            yield daemon.stdout.readline().strip().rpartition(":")[2]
-        finally:
-            daemon.terminate()
+    return commands.running_gateway(PREFIX / "bin" / "zol-gateway-sim")
 
 
 def fresh_folder(name):
-    folder = SCRATCH / name
-    shutil.rmtree(folder, ignore_errors=True)
-    folder.mkdir(parents=True)
-    return folder
+    return emptied(SCRATCH / name)
 
 
 class Installation(unittest.TestCase):
