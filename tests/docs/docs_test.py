@@ -16,9 +16,11 @@ def read(name):
 
 
 class Documents(unittest.TestCase):
-    def test_the_readme_shows_the_example_that_is_built(self):
-        shown = re.search(r"```c\n(.*?)```", read("README.md"), re.S).group(1)
-        self.assertEqual(shown, read("examples/read_statistics.c"))
+    def test_the_readme_shows_the_examples_that_are_built(self):
+        for language in ["c", "cpp"]:
+            with self.subTest(language):
+                shown = re.findall(rf"```{language}\n(.*?)```", read("README.md"), re.S)
+                self.assertEqual(shown, [read(f"examples/read_statistics.{language}")])
 
     def test_the_table_of_return_codes_is_the_headers_list(self):
         codes = re.findall(r'CODE\((\w+), (-?\d+), "([^"]*)"\)', read("include/zolstats/zolstats.h"))

@@ -41,6 +41,7 @@ class InstalledFiles(unittest.TestCase):
     def test_everything_that_users_need_is_there(self):
         for name in [
             "include/zolstats/zolstats.h",
+            "include/zolstats/zolstats.hpp",
             f"{LIBDIR}/libzolstats.so",
             f"{LIBDIR}/libzolstats.so.1",
             f"{LIBDIR}/libzolstats.a",
@@ -118,15 +119,25 @@ class SharedLibrary(unittest.TestCase):
                          set())
 
 
+def check_syntax(header, compiler, *flags):
+    run(*compiler, "-pedantic-errors", "-Wall", "-Wextra", "-Wshadow", *flags, "-Werror", "-fsyntax-only", "-I",
+        PREFIX / "include", "-", input=f'#include "zolstats/{header}"\n')
+
+
 class Header(unittest.TestCase):
     def test_it_compiles_alone_as_c99_and_cxx_with_both_compilers(self):
-        source = '#include "zolstats/zolstats.h"\n'
         for compiler in [["gcc", "-xc", "-std=c99"], ["clang", "-xc", "-std=c99"],
                          ["g++", "-xc++", "-std=c++11"], ["clang++", "-xc++", "-std=c++11"],
                          ["g++", "-xc++", "-std=c++20"], ["clang++", "-xc++", "-std=c++20"]]:
             with self.subTest(compiler):
-                run(*compiler, "-pedantic-errors", "-Wall", "-Wextra", "-Werror", "-fsyntax-only",
-                    "-I", PREFIX / "include", "-", input=source)
+                check_syntax("zolstats.h", compiler)
+
+    def test_that_of_the_cxx_face_compiles_alone_as_cxx20_and_later_with_both_compilers(self):
+        for compiler in ["g++", "clang++"]:
+            for flags in [["-std=c++20"], ["-std=gnu++20"], ["-std=c++2b"], ["-std=c++20", "-fno-rtti"],
+                          ["-std=c++20", "-fvisibility=hidden"]]:
+                with self.subTest(compiler=compiler, flags=flags):
+                    check_syntax("zolstats.hpp", [compiler, "-xc++"], "-Wconversion", "-Wsign-conversion", *flags)
 
 
 class Consumers(unittest.TestCase):
@@ -169,6 +180,7 @@ class Consumers(unittest.TestCase):
         folder = self.build_project(SOURCE / "examples", fresh_folder("examples"))
         self.check_reads_statistics(folder / "read_statistics")
         with running_gateway() as port:
+            self.assertRegex(run(folder / "read_statistics_cpp", port), r"(?m)^CPU_\w+ = \S+$")
             self.assertRegex(run(folder / "copy_across_threads", port), r"(?m)^CPU_\w+$")
 
     def test_a_c_only_project_can_use_both_libraries_with_find_package(self):

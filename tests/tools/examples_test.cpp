@@ -36,9 +36,17 @@ class Examples : public testing::Test {
     std::unique_ptr<gateway::Server> server_;
 };
 
-TEST_F(Examples, ReadStatisticsPrintsEveryStatistic) {
+// The same in C and in C++.
+class ReadStatistics : public Examples, public testing::WithParamInterface<const char*> {};
+INSTANTIATE_TEST_SUITE_P(In, ReadStatistics, testing::Values(READ_STATISTICS, READ_STATISTICS_CPP),
+                         [](const auto& instance) {
+                             return std::string(instance.param == std::string_view(READ_STATISTICS) ? "C"
+                                                                                                    : "Cpp");
+                         });
+
+TEST_P(ReadStatistics, PrintsEveryStatistic) {
     serve();
-    const program::Finished finished = run(READ_STATISTICS);
+    const program::Finished finished = run(GetParam());
     EXPECT_EQ(finished.exitCode, 0);
     EXPECT_EQ(finished.output, "CPU_USER = 1.5\nCPU_IDLE = 98.25\nREADS = 7\n");
     EXPECT_EQ(finished.error, "");
@@ -50,6 +58,15 @@ TEST_F(Examples, ReadStatisticsTellsTheCodeOfAFailure) {
     EXPECT_EQ(finished.exitCode, 1);
     EXPECT_EQ(finished.output, "");
     EXPECT_EQ(finished.error, "reading the statistics failed with code -122\n");
+}
+
+TEST_F(Examples, ReadStatisticsInCppTellsWhatFailed) {
+    serveNoStatistics();
+    const program::Finished finished = run(READ_STATISTICS_CPP);
+    EXPECT_EQ(finished.exitCode, 1);
+    EXPECT_EQ(finished.output, "");
+    EXPECT_EQ(finished.error,
+              "getStats: the exchange with the Gateway failed (bad reply, or it reported an error)\n");
 }
 
 TEST_F(Examples, CopyAcrossThreadsPrintsEveryId) {
