@@ -46,7 +46,7 @@ fi
 
 heading "Packages"
 install_packages "${test_packages[@]}" clang clang-format clang-tidy libclang-rt-14-dev \
-    binutils
+    binutils doxygen man-db
 
 heading "Format"
 guarded check_format

@@ -294,8 +294,9 @@ int getFirstStat(ResultSetToken* resultSet, StatData* statData);
 int getNextStat(ResultSetToken* resultSet, StatData* statData);
 
 /*
- * The same for a result set of identifiers, from getStatIds(), getResourceGroupIds() or getStatIdsByStatGroupId().
- *   idData  out: the identifier; see IdData
+ * Read a result set of identifiers item by item, as getFirstStat() and getNextStat() do with one of statistics.
+ *   resultSet  from getStatIds(), getResourceGroupIds() or getStatIdsByStatGroupId(), or a copy of such a set
+ *   idData     out: the identifier; see IdData for how long its pointers live
  * Return what getFirstStat() does, with ZOLSTATS_NULL_ID_DATA for a null record.
  */
 int getFirstId(ResultSetToken* resultSet, IdData* idData);
@@ -328,6 +329,7 @@ int freeResultSet(ResultSetToken** resultSet);
 
 /*
  * Write the content of a result set to the trace, in hexadecimal and characters, whatever the trace level.
+ *   resultSet  from any query, or a copy
  * Returns ZOLSTATS_OK, ZOLSTATS_NULL_RESULT_SET, ZOLSTATS_NO_BUFFER, ZOLSTATS_WRONG_CONTENT, ZOLSTATS_WRONG_PROCESS or
  * ZOLSTATS_WRONG_THREAD.
  */
@@ -336,8 +338,9 @@ int dumpResultSet(ResultSetToken* resultSet);
 /*
  * Make an id list for the by-id queries from the ids in a result set, separated by ':'. Ids that would make it longer
  * than 31999 bytes are left out, as are those of elements whose code is not 0. Moves the read position of the set.
- *   idQuery  out: the text, owned by the result set, valid until the next getIdQuery() on it or until it is freed; on a
- *            connection's own set it outlives the query it is used for
+ *   resultSet  from any query, or a copy
+ *   idQuery    out: the text, owned by the result set, valid until the next getIdQuery() on it or until it is freed; on
+ *              a connection's own set it outlives the query it is used for
  * Returns ZOLSTATS_OK or
  *   ZOLSTATS_NO_IDS   no id could be collected
  *   ZOLSTATS_NULL_RESULT_SET, ZOLSTATS_NULL_OUTPUT   correct the call

@@ -48,6 +48,8 @@ class InstalledFiles(unittest.TestCase):
             f"{LIBDIR}/pkgconfig/zolstats.pc",
             f"{LIBDIR}/cmake/zolstats/zolstatsConfig.cmake",
             f"{LIBDIR}/cmake/zolstats/zolstatsConfigVersion.cmake",
+            "share/man/man3/zolstats.3",
+            "share/man/man3/getStats.3",
             "bin/zolstat",
             "bin/zol-gateway-sim",
         ]:
