@@ -4,6 +4,7 @@
 #include "program.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
@@ -56,10 +57,14 @@ pid_t spawn(const std::string& path, const std::vector<std::string>& arguments, 
     return pid;
 }
 
+int exitCodeOf(int status) {
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
 int waitForEnd(pid_t pid) {
     int status = 0;
     checked(waitpid(pid, &status, 0), "waitpid");
-    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    return exitCodeOf(status);
 }
 
 // A file in memory: however much a program writes, it never waits for a reader.
@@ -127,10 +132,21 @@ Running::Running(const std::string& path, const std::vector<std::string>& argume
 }
 
 Running::~Running() {
-    if (pid_ != -1) {
+    if (pid_ != -1 && !exitCode_) {
         ::kill(pid_, SIGTERM);
         waitpid(pid_, nullptr, 0);
     }
+}
+
+void Running::waitForOutput() const {
+    pollfd output{output_.number(), POLLIN, 0};
+    checked(poll(&output, 1, -1), "poll");
+}
+
+int Running::endBy(int signal) {
+    const pid_t pid = std::exchange(pid_, -1);
+    checked(::kill(pid, signal), "kill");
+    return waitForEnd(pid);
 }
 
 std::string Running::readLine() {
@@ -140,6 +156,32 @@ std::string Running::readLine() {
         line += character;
     }
     return line;
+}
+
+void Running::send(int signal) const {
+    checked(::kill(pid_, signal), "kill");
+}
+
+bool Running::hasEnded() {
+    int status = 0;
+    if (!exitCode_ && checked(waitpid(pid_, &status, WNOHANG), "waitpid") == pid_) {
+        exitCode_ = exitCodeOf(status);
+    }
+    return exitCode_.has_value();
+}
+
+Finished Running::finish() {
+    Finished finished;
+    for (std::array<char, 4096> part{};;) {
+        const ssize_t length = read(output_.number(), part.data(), part.size());
+        if (length <= 0) {
+            break;
+        }
+        finished.output.append(part.data(), static_cast<std::size_t>(length));
+    }
+    exitCode_ = exitCode_ ? exitCode_ : waitForEnd(pid_);
+    finished.exitCode = *exitCode_;
+    return finished;
 }
 
 }  // namespace program

@@ -6,6 +6,7 @@
 
 #include <sys/types.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -52,11 +53,20 @@ class Running {
     Running(const Running&) = delete;
     Running& operator=(const Running&) = delete;
 
+    void waitForOutput() const;  // leaves it unread
+    int endBy(int signal);       // its exit code, as above
+
     std::string readLine();  // of its standard output, without the line's end; empty when it has ended
+
+    void send(int signal) const;
+    bool hasEnded();
+    Finished
+    finish();  // waits for its end; the output is what was not read before, standard error is not caught
 
   private:
     Descriptor output_;
     pid_t pid_ = -1;
+    std::optional<int> exitCode_{};
 };
 
 }  // namespace program

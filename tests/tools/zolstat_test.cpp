@@ -1,98 +1,17 @@
 // What a user of zolstat sees: its output, complaints and exit codes, against a Gateway with known
 // statistics. Not a test of the library: what the answers mean is tested beside it. The protocol between the
 // library and the Gateway is written down in docs/protocol.md.
-#include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
+#include "command_lines.h"
+#include "zolstat_fixture.h"
 
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <sstream>
-
-#include "answers.h"
-#include "program.h"
-#include "server.h"
-#include "wire.h"
 
 namespace {
 
-using program::Finished;
-using program::Output;
-
-const gateway::Snapshot TWO_GROUPS{
-    {"CPU", {{"CPU_USER", "1.5"}, {"CPU_IDLE_PERCENT", "98.25"}}},
-    {"MEMORY", {{"MEMORY_FREE_KB", "123456"}}},
-};
-
-const gateway::Snapshot EMPTY_GROUP_BETWEEN{
-    {"CPU", {{"CPU_USER", "1.5"}}},
-    {"NOTHING", {}},
-    {"MEMORY", {{"MEMORY_FREE_KB", "123456"}}},
-};
-
-class Zolstat : public testing::Test {
-  protected:
-    void serve(const gateway::Snapshot& snapshot) {
-        options_.statistics = [snapshot] { return snapshot; };
-        start();
-    }
-
-    // Answers with `reply` to each request whose body holds `action`, as usual to the others.
-    void serveExcept(const std::string& action,
-                     std::function<gateway::Reply(const gateway::Request&, gateway::Reply)> reply) {
-        options_.script = [=](const gateway::Request& request, gateway::Reply usual) {
-            const bool concerned = request.body.find(action) != std::string::npos;
-            return concerned ? reply(request, std::move(usual)) : usual;
-        };
-        serve(TWO_GROUPS);
-    }
-
-    // Lets `length` bytes of the reply through, then ends the connection.
-    void serveCutOff(const std::string& action, std::size_t length, gateway::Ending ending) {
-        serveExcept(action, [=](const gateway::Request&, const gateway::Reply& usual) {
-            return gateway::Reply{usual.bytes.substr(0, length), ending};
-        });
-    }
-
-    void serveRejecting(const std::string& action, std::int32_t code) {
-        serveExcept(action, [=](const gateway::Request& request, const gateway::Reply&) {
-            const std::string payload = gateway::encodeIds({{"", code, {}}});
-            return gateway::Reply{
-                gateway::encodeReply(request, 0, gateway::adminReplyBody(5, 0, 0, payload))};
-        });
-    }
-
-    Finished run(std::vector<std::string> arguments, Output output = Output::Caught) const {
-        arguments.insert(arguments.begin(), {"--port", std::to_string(server_->port())});
-        return program::run(ZOLSTAT, arguments, output);
-    }
-
-    std::string address() const { return "127.0.0.1:" + std::to_string(server_->port()); }
-    const gateway::Server& server() const { return *server_; }
-
-  private:
-    void start() { server_ = std::make_unique<gateway::Server>(options_); }
-
-    gateway::Options options_;
-    std::unique_ptr<gateway::Server> server_;
-};
-
-const std::string UNKNOWN = std::to_string(gateway::UNKNOWN_ID);
-
-void expectFine(const Finished& finished, const std::string& output) {
-    EXPECT_EQ(finished.exitCode, 0);
-    EXPECT_EQ(finished.output, output);
-    EXPECT_EQ(finished.error, "");
-}
-
-void expectFailed(const Finished& finished, int exitCode, const std::string& error) {
-    EXPECT_EQ(finished.exitCode, exitCode);
-    EXPECT_EQ(finished.output, "");
-    EXPECT_EQ(finished.error, error);
-}
+using namespace zolstat_testing;
 
 // ---- Commands
 
@@ -132,15 +51,16 @@ TEST_F(Zolstat, ShowsTheNamedGroupOnly) {
     expectFine(run({"stats", "MEMORY"}), "MEMORY\n  MEMORY_FREE_KB  123456\n");
 }
 
-TEST_F(Zolstat, ShowsANamedStatisticWithoutAGroup) {
+TEST_F(Zolstat, ShowsANamedStatisticUnderItsGroup) {
     serve(TWO_GROUPS);
-    expectFine(run({"stats", "CPU_USER"}), "CPU_USER  1.5\n");
+    expectFine(run({"stats", "CPU_USER"}), "CPU\n  CPU_USER  1.5\n");
 }
 
 TEST_F(Zolstat, TakesGroupsAndStatisticsTogetherWithBlanksOrColonsBetween) {
     serve(TWO_GROUPS);
     const std::string both =
-        "CPU_USER             1.5\n"
+        "CPU\n"
+        "  CPU_USER           1.5\n"
         "MEMORY\n"
         "  MEMORY_FREE_KB  123456\n";
     expectFine(run({"stats", "CPU_USER", "MEMORY"}), both);
@@ -150,6 +70,13 @@ TEST_F(Zolstat, TakesGroupsAndStatisticsTogetherWithBlanksOrColonsBetween) {
 TEST_F(Zolstat, TakesOptionsBehindTheCommandToo) {
     serve(TWO_GROUPS);
     expectFine(run({"groups", "--host", "localhost"}), "CPU\nMEMORY\n");
+}
+
+TEST_F(Zolstat, TakesNamesBehindAListOfColumns) {
+    serve(TWO_GROUPS);
+    expectFine(run({"stats", "--no-header", "--columns", "id,value", "CPU_USER", "MEMORY"}),
+               "CPU_USER           1.5\n"
+               "MEMORY_FREE_KB  123456\n");
 }
 
 TEST_F(Zolstat, ClosesItsConnectionProperly) {
@@ -201,6 +128,16 @@ TEST_F(Zolstat, ShowsAStatisticWithAnEmptyValue) {
     expectFine(run({"stats"}), "G\n  A\n  B  12\n");
 }
 
+TEST_F(Zolstat, NamesAGroupThatNoQueryCanCarryAndShowsTheRest) {
+    serve({{"", {}}, {std::string("N\0", 2), {{"A", "1"}}}, {"C:CPU", {}}, {"CPU", {{"CPU_USER", "1.5"}}}});
+    const Finished finished = run({"stats"});
+    EXPECT_EQ(finished.exitCode, 1);
+    EXPECT_EQ(finished.output, "N\\x00\nC:CPU\nCPU\n  CPU_USER  1.5\n");
+    const std::string complaint = "zolstat: " + address() + ": no query can carry the name ";
+    EXPECT_EQ(finished.error, complaint + "''\n" + complaint + "'N\\x00'\n" + complaint + "'C:CPU'\n");
+    expectFine(run({"stats", "*_USER"}), "CPU\n  CPU_USER  1.5\n");
+}
+
 // ---- What the Gateway rejects
 
 TEST_F(Zolstat, NamesWhatTheGatewayRejectsAndShowsTheRest) {
@@ -233,28 +170,6 @@ TEST_F(Zolstat, TellsTheGatewaysCodeWhenThereIsNoListOfStatistics) {
 
 // ---- Connections that fail
 
-// A port that nothing listens on, and that nobody else gets while this object lives.
-class ClosedPort {
-  public:
-    ClosedPort() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        auto* const generic = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(socket_.number(), generic, length) != 0 ||
-            ::getsockname(socket_.number(), generic, &length) != 0) {
-            throw std::system_error(errno, std::generic_category(), "bind");
-        }
-        port_ = std::to_string(ntohs(address.sin_port));
-    }
-    const std::string& text() const { return port_; }
-
-  private:
-    program::Descriptor socket_;
-    std::string port_;
-};
-
 TEST_F(Zolstat, SaysSoWhenNothingListens) {
     const ClosedPort port;
     expectFailed(program::run(ZOLSTAT, {"--port", port.text()}), 3,
@@ -276,12 +191,12 @@ TEST_F(Zolstat, SetsAnAddressWithColonsInBrackets) {
     EXPECT_EQ(finished.error.find("zolstat: [::1]:" + port.text() + ": "), 0U) << finished.error;
 }
 
-TEST_F(Zolstat, CountsAPeerThatLeavesWhileTheConnectionOpensAsNoConnection) {
+TEST_F(Zolstat, TakesAPeerThatLeavesWhileTheConnectionOpensForNoGateway) {
     serveCutOff("protocol", 0, gateway::Ending::Close);
-    const Finished finished = run({"groups"});
-    EXPECT_EQ(finished.exitCode, 3);
-    EXPECT_EQ(finished.output, "");
-    EXPECT_EQ(finished.error.find("zolstat: " + address() + ": "), 0U) << finished.error;
+    expectFailed(
+        run({"groups"}), 6,
+        "zolstat: " + address() +
+            ": something listens there, but it does not answer as a Gateway does, or refuses (-122)\n");
 }
 
 class CutOff : public Zolstat, public testing::WithParamInterface<std::size_t> {};
@@ -305,19 +220,6 @@ TEST_F(Zolstat, SaysSoWhenTheConnectionIsResetBetweenTwoQueries) {
 }
 
 // ---- The command line
-
-struct Line {
-    const char* name;
-    std::vector<std::string> arguments;
-};
-
-void PrintTo(const Line& line, std::ostream* out) {
-    *out << line.name;
-}
-
-std::string nameOf(const testing::TestParamInfo<Line>& line) {
-    return line.param.name;
-}
 
 class WrongUsage : public Zolstat, public testing::WithParamInterface<Line> {};
 
@@ -447,6 +349,18 @@ TEST_F(Zolstat, EndsQuietlyWhenTheReaderOfItsOutputHasLeft) {
     serve(TWO_GROUPS);
     expectFine(run({"stats"}, Output::PipeWithoutReader), "");
     expectFine(run({"--help"}, Output::PipeWithoutReader), "");
+}
+
+TEST_F(Zolstat, EndsWithTheHeaviestFailureThoughTheReaderOfItsOutputHasLeft) {
+    serve(TWO_GROUPS);
+    const ClosedPort closed;
+    const std::string down = "127.0.0.1:" + closed.text();
+    for (const char* command : {"stats", "ids", "groups"}) {
+        const Finished finished = program::run(ZOLSTAT, {command, "--gateway", address(), "--gateway", down},
+                                               Output::PipeWithoutReader);
+        EXPECT_EQ(finished.exitCode, 3) << command;
+        EXPECT_NE(finished.error.find(down + ": "), std::string::npos) << command;
+    }
 }
 
 TEST_F(Zolstat, NeverWritesToTheGatewayWhenItsOutputIsClosed) {

@@ -1,5 +1,5 @@
 // Where the tool's texts go, and what becomes of it when nobody listens.
-// Not the place for layout (table.cpp).
+// Not the place for layout (formats/).
 // The protocol between the library and the Gateway is written down in docs/protocol.md.
 #include "console.h"
 
@@ -7,13 +7,14 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <system_error>
-#include <utility>
 
-namespace zolstat {
+namespace tools::zolstat {
 namespace {
 
 // A program started with a closed standard descriptor would get that number for its next file or socket, and
@@ -24,6 +25,13 @@ void occupyStandardDescriptors() {
             throw std::system_error(errno, std::generic_category(), "/dev/null");
         }
     }
+}
+
+[[noreturn]] void failToWrite() {
+    if (errno == EPIPE) {
+        throw OutputClosed();
+    }
+    throw OutputFailed("standard output: " + std::generic_category().message(errno));
 }
 
 }  // namespace
@@ -37,28 +45,46 @@ void prepareConsole() {
 
 void writeOutput(std::string_view text) {
     const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-    if (std::fflush(stdout) == 0 && written) {
-        return;
+    if (std::fflush(stdout) != 0 || !written) {
+        failToWrite();
     }
-    if (errno == EPIPE) {
-        throw OutputClosed();
+}
+
+std::size_t writeBeginning(int descriptor, std::string_view text) {
+    const ssize_t written = write(descriptor, text.data(), std::min<std::size_t>(text.size(), PIPE_BUF));
+    if (written >= 0) {
+        return static_cast<std::size_t>(written);
     }
-    throw OutputFailed("standard output: " + std::generic_category().message(errno));
+    if (errno == EINTR || errno == EAGAIN) {
+        return 0;
+    }
+    if (descriptor == STDOUT_FILENO) {
+        failToWrite();
+    }
+    return text.size();  // whoever closed standard error does without complaints
+}
+
+void writeLastOutput(std::string_view text) {
+    try {
+        writeOutput(text);
+    } catch (const OutputClosed&) {  // there is nothing left to do anyway
+    }
 }
 
 void writeError(std::string_view text) {
     std::fwrite(text.data(), 1, text.size(), stderr);
 }
 
-Console::Console(std::string peer) : peer_(std::move(peer)) {}
-
-void Console::complain(std::string_view text) {
-    writeError(fmt::format("zolstat: {}: {}\n", peer_, text));
+void complainOf(std::string_view gateway, std::string_view text) {
+    writeError(complaintOf(gateway, text));
 }
 
-void Console::reject(std::string_view what, int code) {
-    complain(fmt::format("{} (Gateway code {})", what, code));
-    anythingRejected_ = true;
+std::string complaintOf(std::string_view gateway, std::string_view text) {
+    return fmt::format("zolstat: {}: {}\n", gateway, text);
 }
 
-}  // namespace zolstat
+bool outputIsTerminal() {
+    return isatty(STDOUT_FILENO) == 1;
+}
+
+}  // namespace tools::zolstat

@@ -1,14 +1,15 @@
 // Where the tool's texts go: results to standard output, complaints to standard error.
-// Not the place for layout (table.h).
+// Not the place for layout (formats/).
 // The protocol between the library and the Gateway is written down in docs/protocol.md.
 #ifndef ZOLSTAT_CONSOLE_H
 #define ZOLSTAT_CONSOLE_H
 
+#include <cstddef>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
-namespace zolstat {
+namespace tools::zolstat {
 
 // Standard output could not be written; what() says why.
 class OutputFailed : public std::runtime_error {
@@ -24,25 +25,19 @@ class OutputClosed : public std::exception {};
 void prepareConsole();
 
 void writeOutput(std::string_view text);
+// What a command has to say in the end: whether anybody reads it makes no difference to how the command ends.
+void writeLastOutput(std::string_view text);
+// To one of the two descriptors the beginning of the text, and how much that was: what a pipe that is writable
+// takes without making anyone wait.
+std::size_t writeBeginning(int descriptor, std::string_view text);
 void writeError(std::string_view text);
 
-// Writes for one connection: complaints name the other side.
-class Console {
-  public:
-    explicit Console(std::string peer);
+// A line on standard error about one Gateway.
+void complainOf(std::string_view gateway, std::string_view text);
+std::string complaintOf(std::string_view gateway, std::string_view text);
 
-    void print(std::string_view text) { writeOutput(text); }
-    void complain(std::string_view text);
-    // The Gateway said no to `what`, a text such as "no group 'X'".
-    void reject(std::string_view what, int code);
+bool outputIsTerminal();
 
-    bool anythingRejected() const { return anythingRejected_; }
-
-  private:
-    std::string peer_;
-    bool anythingRejected_ = false;
-};
-
-}  // namespace zolstat
+}  // namespace tools::zolstat
 
 #endif

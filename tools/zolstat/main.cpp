@@ -1,46 +1,29 @@
-// zolstat: shows the statistics of a running Gateway on the command line.
-// Not part of the library: it uses nothing but zolstats/zolstats.h, as any application would.
+// zolstat: shows the statistics of running Gateways on the command line.
+// Not part of the library: it uses nothing but zolstats/zolstats.hpp, as any application would.
 // The protocol between the library and the Gateway is written down in docs/protocol.md.
 #include <fmt/format.h>
 
 #include <exception>
+#include <zolstats/zolstats.hpp>
 
+#include "command_line.h"
+#include "common/text.h"
 #include "console.h"
-#include "exit_code.h"
-#include "options.h"
 #include "session.h"
-#include "text.h"
 
-namespace zolstat {
+namespace tools::zolstat {
 namespace {
 
-ExitCode runCommand(const Options& options, Console& console) {
-    Session session(options.host, options.port);
-    options.command->run(session, console, options.arguments);
-    return console.anythingRejected() ? ExitCode::Rejected : ExitCode::Fine;
-}
-
-ExitCode runConnected(const Options& options) {
-    Console console(peerName(options.host, options.port));
+// The file first, so that the trace's opening line goes there too.
+void setTrace(const Options& options) {
     try {
-        return runCommand(options, console);
-    } catch (const OpenFailed& failure) {
-        console.complain(failure.what());
-        return ExitCode::NoConnection;
-    } catch (const CallFailed& failure) {
-        console.complain(failure.what());
-        return ExitCode::ConnectionLost;
+        if (!options.traceFile.empty()) {
+            zolstats::setTraceFile(options.traceFile);
+        }
+        zolstats::setTraceLevel(static_cast<zolstats::TraceLevel>(options.traceLevel));
+    } catch (const zolstats::Error& error) {
+        throw UsageError(fmt::format("{}: {}", printable(options.traceFile), explain(error.code().value())));
     }
-}
-
-ExitCode run(const Options& options) {
-    try {
-        setTrace(options.traceLevel, options.traceFile);
-    } catch (const CallFailed& failure) {
-        writeError(fmt::format("zolstat: {}: {}\n", printable(options.traceFile), failure.what()));
-        return ExitCode::Usage;
-    }
-    return runConnected(options);
 }
 
 ExitCode end(const Ending& ending) {
@@ -49,24 +32,40 @@ ExitCode end(const Ending& ending) {
     return ending.code;
 }
 
+ExitCode fail(ExitCode code, const std::exception& failure) {
+    writeError(fmt::format("zolstat: {}\n", failure.what()));
+    return code;
+}
+
+ExitCode carryOut(const Request& request) {
+    setTrace(request.options);
+    return request.run(request.options);
+}
+
 ExitCode carryOut(int argc, const char* const* argv) {
     prepareConsole();
-    const auto request = readCommandLine(argc, argv);
-    const auto* options = std::get_if<Options>(&request);
-    return options != nullptr ? run(*options) : end(std::get<Ending>(request));
+    const auto line = readCommandLine(argc, argv);
+    if (const auto* ending = std::get_if<Ending>(&line)) {
+        return end(*ending);
+    }
+    return carryOut(std::get<Request>(line));
+}
+
+ExitCode carryOutOrTell(int argc, const char* const* argv) {
+    try {
+        return carryOut(argc, argv);
+    } catch (const OutputClosed&) {
+        return ExitCode::Fine;
+    } catch (const UsageError& failure) {
+        return fail(ExitCode::Usage, failure);
+    } catch (const std::exception& failure) {
+        return fail(ExitCode::OutputFailed, failure);
+    }
 }
 
 }  // namespace
-}  // namespace zolstat
+}  // namespace tools::zolstat
 
 int main(int argc, char** argv) {
-    using namespace zolstat;
-    try {
-        return static_cast<int>(carryOut(argc, argv));
-    } catch (const OutputClosed&) {
-        return static_cast<int>(ExitCode::Fine);
-    } catch (const std::exception& failure) {
-        writeError(fmt::format("zolstat: {}\n", failure.what()));
-        return static_cast<int>(ExitCode::OutputFailed);
-    }
+    return static_cast<int>(tools::zolstat::carryOutOrTell(argc, argv));
 }

@@ -1,35 +1,29 @@
-// The command line of zolstat, read into a record.
-// Not the place where commands are listed (commands.h) or carried out.
+// The choices that all commands of zolstat share, as the command line, the environment and the configuration file give
+// them. Not the place where commands are listed (command.h) or carried out.
 // The protocol between the library and the Gateway is written down in docs/protocol.md.
 #ifndef ZOLSTAT_OPTIONS_H
 #define ZOLSTAT_OPTIONS_H
 
+#include <chrono>
 #include <string>
-#include <variant>
+#include <vector>
 
-#include "commands.h"
-#include "exit_code.h"
+#include "common/endpoint.h"
+#include "layout.h"
 
-namespace zolstat {
+namespace tools::zolstat {
+
+using Arguments = std::vector<std::string>;
 
 struct Options {
-    std::string host = "127.0.0.1";
-    int port = 27400;
+    std::vector<Endpoint> gateways;     // at least one
+    std::chrono::milliseconds timeout;  // for each call of the library; zero: none
+    Layout layout;
     int traceLevel = 0;
-    std::string traceFile;  // empty: standard error
-    const Command* command = &defaultCommand();
-    Arguments arguments;
+    std::string traceFile;   // empty: standard error
+    std::string configFile;  // empty: none was given, and there is none at its usual place
 };
 
-// There is nothing to carry out: help was asked for, or the command line is wrong.
-struct Ending {
-    ExitCode code;
-    std::string output;
-    std::string error;
-};
-
-std::variant<Options, Ending> readCommandLine(int argc, const char* const* argv);
-
-}  // namespace zolstat
+}  // namespace tools::zolstat
 
 #endif

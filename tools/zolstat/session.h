@@ -1,27 +1,30 @@
-// A connection to the Gateway as C++: closed by its destructor, answers as plain records, failures as
-// exceptions. Not a second interface of the library: it has just the queries that the commands need. The
-// protocol between the library and the Gateway is written down in docs/protocol.md.
+// A connection to one Gateway: each address of its name tried, answers as plain records, one thing asked for at a time.
+// Not the place for decisions about what to ask or show; those are the commands'.
+// The protocol between the library and the Gateway is written down in docs/protocol.md.
 #ifndef ZOLSTAT_SESSION_H
 #define ZOLSTAT_SESSION_H
 
-#include <zolstats/zolstats.h>
-
+#include <chrono>
 #include <cstdint>
-#include <stdexcept>
 #include <string>
 #include <vector>
+#include <zolstats/zolstats.hpp>
 
-namespace zolstat {
+#include "common/asking.h"
+#include "common/endpoint.h"
+#include "sample.h"
 
-// A call of the library failed; what() says how, in words.
-class CallFailed : public std::runtime_error {
+namespace tools::zolstat {
+
+// What failed, as it is to be told: thrown by everything here.
+class SessionFailed : public std::runtime_error {
   public:
-    explicit CallFailed(int code);
-};
+    explicit SessionFailed(Failure failure)
+        : std::runtime_error(failure.text), failure_(std::move(failure)) {}
+    const Failure& failure() const { return failure_; }
 
-class OpenFailed : public CallFailed {
-  public:
-    using CallFailed::CallFailed;
+  private:
+    Failure failure_;
 };
 
 struct Statistic {
@@ -41,18 +44,23 @@ struct Answer {
 using Ids = Answer<std::string>;
 using Statistics = Answer<Statistic>;
 
-// Trace of the library, for the whole process. The file's name may be empty: standard error.
-void setTrace(int level, const std::string& fileName);
+// The library's code as a failure: how it shows in the exit code of a query.
+Failure queryFailure(const zolstats::Error& error);
 
-// To be used by the thread that made it. After a CallFailed it is of no more use.
-// Each query asks for one thing only: the protocol cannot tell what follows an answer without items, so a
-// group that has no statistics would spoil those after it in the same answer.
+// To be used by the thread that made it. After a SessionFailed it is of no more use.
+// Each query asks for one thing only: the protocol cannot tell what follows an answer without items, so a group that
+// has no statistics would spoil those after it in the same answer.
 class Session {
   public:
-    Session(const std::string& host, int port);
-    ~Session();
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
+    // Every call, opening included, takes no longer than `limit` (zero: for ever); each address has a limit to itself,
+    // and resolving the name takes as long as the system's resolver does.
+    Session(const Endpoint& gateway, std::chrono::milliseconds limit);
+
+    const Endpoint& gateway() const { return gateway_; }
+    const std::string& address() const { return address_; }  // the numeric one that answered
+    std::string protocolVersion() const { return std::string(connection_.protocolVersion()); }
+    // For what the queries below do not offer.
+    zolstats::Connection& connection() { return connection_; }
 
     Ids groups();
     Ids ids();
@@ -61,9 +69,22 @@ class Session {
     Statistics statistic(const std::string& id);
 
   private:
-    void* token_ = nullptr;
+    struct Opened {
+        std::string address;
+        zolstats::Connection connection;
+    };
+    static Opened open(const Endpoint& gateway, std::chrono::milliseconds limit);
+    Session(Endpoint gateway, std::chrono::milliseconds limit, Opened opened);
+
+    template <typename Item, typename Query>
+    Answer<Item> ask(Query query) const;
+
+    Endpoint gateway_;
+    std::chrono::milliseconds limit_;
+    std::string address_;
+    zolstats::Connection connection_;
 };
 
-}  // namespace zolstat
+}  // namespace tools::zolstat
 
 #endif
