@@ -45,7 +45,8 @@ fi
 
 heading "Packages"
 install_packages "${test_packages[@]}" clang clang-format clang-tidy libclang-rt-14-dev \
-    binutils doxygen man-db
+    binutils doxygen man-db prometheus \
+    python3-jsonschema
 
 heading "Format"
 guarded check_format

@@ -51,6 +51,7 @@ class InstalledFiles(unittest.TestCase):
             "share/man/man3/zolstats.3",
             "share/man/man3/getStats.3",
             "bin/zolstat",
+            "share/zolstats/zolstat-output.schema.json",
             "bin/zol-gateway-sim",
         ]:
             with self.subTest(name):

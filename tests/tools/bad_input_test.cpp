@@ -101,8 +101,10 @@ const Wrong WRONG_OPTIONS[] = {
     {"TimeoutTooLong",
      {"--timeout", "86400.001"},
      "--timeout: '86400.001' is not a number of seconds from 0 to 86400"},
-    {"Format", {"--format", "xml"}, "--format: 'xml' is none of table"},
-    {"FormatAsANumber", {"--format", "1"}, "--format: '1' is none of table"},
+    {"Format", {"--format", "xml"}, "--format: 'xml' is none of csv, json, ndjson, prometheus, raw, table"},
+    {"FormatAsANumber",
+     {"--format", "1"},
+     "--format: '1' is none of csv, json, ndjson, prometheus, raw, table"},
     {"Column",
      {"--columns", "id,colour"},
      "--columns: 'colour' is none of change, code, group, host, id, port, time, value"},
@@ -192,7 +194,8 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         Variable{"ZOLSTAT_PORT=http", "ZOLSTAT_PORT: --port: 'http' is not a number from 1 to 65535"},
         Variable{"ZOLSTAT_PORT=0", "ZOLSTAT_PORT: --port: '0' is not a number from 1 to 65535"},
-        Variable{"ZOLSTAT_FORMAT=xml", "ZOLSTAT_FORMAT: --format: 'xml' is none of table"},
+        Variable{"ZOLSTAT_FORMAT=xml",
+                 "ZOLSTAT_FORMAT: --format: 'xml' is none of csv, json, ndjson, prometheus, raw, table"},
         Variable{"ZOLSTAT_GATEWAY=host:1 :2", "ZOLSTAT_GATEWAY: --gateway: ':2': the host is missing"},
         Variable{"ZOLSTAT_CONFIG=/no/such/file", "/no/such/file was not readable (missing?)"}));
 

@@ -28,9 +28,13 @@ constexpr const char* FOOTER =
     "Exit codes: 0 fine; 1 the Gateway rejected something, the rest is shown; 2 wrong usage;\n"
     "3 no connection; 4 the connection was lost, or a query failed; 5 the output could not be\n"
     "written; 6 what listens there is no Gateway.\n\n"
-    "Example: zolstat stats CPU";
+    "Example: zolstat stats CPU --format json";
 
-const std::map<std::string, Format> FORMATS{{"table", Format::Table}};
+const std::map<std::string, Format> FORMATS{
+    {"table", Format::Table},           {"json", Format::Json},
+    {"ndjson", Format::Ndjson},         {"csv", Format::Csv},
+    {"prometheus", Format::Prometheus}, {"raw", Format::Raw},
+};
 const std::map<std::string, Column> COLUMNS{
     {"time", Column::Time}, {"host", Column::Host},   {"port", Column::Port},     {"group", Column::Group},
     {"id", Column::Id},     {"value", Column::Value}, {"change", Column::Change}, {"code", Column::Code},
@@ -136,7 +140,8 @@ void addGatewayOptions(CLI::App& app, Choices& choices) {
 }
 
 void addLayoutOptions(CLI::App& app, Layout& layout, Choices& choices) {
-    app.add_option("--format", layout.format, "How to show the results: table")
+    app.add_option("--format", layout.format,
+                   "How to show the results: table, json, ndjson, csv, prometheus or raw")
         ->type_name("FORMAT")
         ->transform(choiceOf(FORMATS));
     app.add_option(

@@ -26,7 +26,7 @@ Run attachStats(CLI::App& line) {
 
 }  // namespace
 
-const Command statsCommand{"stats", "Show the values of statistics", "zolstat stats CPU 'MEMORY_*'",
-                           attachStats};
+const Command statsCommand{"stats", "Show the values of statistics",
+                           "zolstat stats CPU 'MEMORY_*' --format json", attachStats};
 
 }  // namespace tools::zolstat

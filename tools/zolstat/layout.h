@@ -8,7 +8,7 @@
 
 namespace tools::zolstat {
 
-enum class Format { Table };
+enum class Format { Table, Json, Ndjson, Csv, Prometheus, Raw };
 enum class Column { Time, Host, Port, Group, Id, Value, Change, Code };
 enum class Order { Gateway, Id, Value, Change };  // Gateway: as it was asked for and answered
 

@@ -14,6 +14,16 @@ Renderer rendererOf(const Layout& layout) {
     switch (layout.format) {
         case Format::Table:
             return layout.columns.empty() ? renderTable : renderFlatTable;
+        case Format::Json:
+            return renderJson;
+        case Format::Ndjson:
+            return renderNdjson;
+        case Format::Csv:
+            return renderCsv;
+        case Format::Prometheus:
+            return renderPrometheus;
+        case Format::Raw:
+            return renderRaw;
     }
     return renderTable;
 }

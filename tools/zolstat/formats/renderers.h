@@ -16,6 +16,11 @@ using Samples = std::vector<Sample>;
 
 std::string renderTable(const Samples& samples, Kind kind, const Layout& layout);
 std::string renderFlatTable(const Samples& samples, Kind kind, const Layout& layout);
+std::string renderJson(const Samples& samples, Kind kind, const Layout& layout);
+std::string renderNdjson(const Samples& samples, Kind kind, const Layout& layout);
+std::string renderCsv(const Samples& samples, Kind kind, const Layout& layout);
+std::string renderPrometheus(const Samples& samples, Kind kind, const Layout& layout);
+std::string renderRaw(const Samples& samples, Kind kind, const Layout& layout);
 
 }  // namespace tools::zolstat
 
