@@ -229,6 +229,8 @@ INSTANTIATE_TEST_SUITE_P(BadInput, WrongKey, testing::ValuesIn(WRONG_KEYS),
 TEST_F(BadInput, OfAConfigurationsValueIsToldWithTheFileAndLikeTheOption) {
     expectWrongConfiguration("port = \"http\"\n", "@: --port: 'http' is not a number from 1 to 65535");
     expectWrongConfiguration("port =\n", "@: --port: '' is not a number from 1 to 65535");
+    expectWrongConfiguration("[watch]\ninterval = \"abc\"\n",
+                             "@: --interval: the interval is not a number from 0.1 to 86400");
     expectWrongConfiguration("gateway = [\"127.0.0.1:1\", \"a:b:c\"]\n",
                              "@: --gateway: 'a:b:c': an IPv6 address stands in brackets: [::1]:27400");
 }

@@ -14,7 +14,7 @@
 namespace tools::zolstat {
 namespace {
 
-constexpr std::array ALL_COMMANDS{&groupsCommand, &idsCommand, &statsCommand};
+constexpr std::array ALL_COMMANDS{&groupsCommand, &idsCommand, &statsCommand, &watchCommand};
 
 // The Gateway takes ids as a list with ':' between them, and so do we.
 Arguments splitNames(const Arguments& lists) {

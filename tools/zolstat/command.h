@@ -28,6 +28,7 @@ struct Command {
 extern const Command groupsCommand;
 extern const Command idsCommand;
 extern const Command statsCommand;
+extern const Command watchCommand;
 
 std::span<const Command* const> allCommands();
 const Command& defaultCommand();
