@@ -79,7 +79,29 @@ TEST_F(Settings, OfTheCommandLineOutweighTheConfigurationFile) {
     expectFine(runIn({home(), "ZOLSTAT_PORT=" + port()}, {"groups"}), BOTH_GROUPS);
 }
 
+TEST_F(Settings, OfACommandStandInItsSectionOfTheFile) {
+    home_.write(USUAL_FILE,
+                "port = " + port() + "\n[check]\nwarning = [\"CPU_USER:1\", \"MEMORY_FREE_KB:10\"]\n");
+    EXPECT_EQ(runIn({home()}, {"check"}).exitCode, 1);
+}
+
 // ---- Several Gateways
+
+TEST_F(Settings, OfACommandMayStandInTheEnvironment) {
+    EXPECT_EQ(runIn({"ZOLSTAT_WARNING=CPU_USER:1"}, {"--port", port(), "check"}).exitCode, 1);
+    EXPECT_EQ(runIn({"ZOLSTAT_WARNING=CPU_USER:1"}, {"--port", port(), "check", "--warning", "CPU_USER:9"})
+                  .exitCode,
+              0);
+}
+
+TEST_F(Settings, ThatDoNotFitACommandAreLeftAsideUnlessTheyStandOnTheCommandLine) {
+    home_.write(USUAL_FILE, "port = " + port() + "\nsort = \"change\"\ncolumns = [\"group\", \"change\"]\n");
+    EXPECT_EQ(runIn({home()}, {"groups"}).exitCode, 0);
+    EXPECT_EQ(runIn({home()}, {"groups", "--sort", "change"}).exitCode, 2);
+    EXPECT_EQ(runIn({home()}, {"groups", "--columns", "change"}).exitCode, 2);
+    EXPECT_EQ(runIn({home(), "ZOLSTAT_FORMAT=csv"}, {"ping"}).exitCode, 0);
+    EXPECT_EQ(runIn({home()}, {"ping", "--format", "csv"}).exitCode, 2);
+}
 
 TEST_F(Settings, TakeNamesBehindAGateway) {
     expectFine(runIn({}, {"ids", "--gateway", address(), "MEMORY"}), "MEMORY_FREE_KB\n");

@@ -355,7 +355,7 @@ TEST_F(Zolstat, EndsWithTheHeaviestFailureThoughTheReaderOfItsOutputHasLeft) {
     serve(TWO_GROUPS);
     const ClosedPort closed;
     const std::string down = "127.0.0.1:" + closed.text();
-    for (const char* command : {"stats", "ids", "groups"}) {
+    for (const char* command : {"stats", "ids", "groups", "ping"}) {
         const Finished finished = program::run(ZOLSTAT, {command, "--gateway", address(), "--gateway", down},
                                                Output::PipeWithoutReader);
         EXPECT_EQ(finished.exitCode, 3) << command;

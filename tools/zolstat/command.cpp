@@ -14,7 +14,8 @@
 namespace tools::zolstat {
 namespace {
 
-constexpr std::array ALL_COMMANDS{&groupsCommand, &idsCommand, &statsCommand, &watchCommand};
+constexpr std::array ALL_COMMANDS{&groupsCommand, &idsCommand,    &statsCommand, &watchCommand,
+                                  &pingCommand,   &doctorCommand, &checkCommand, &codesCommand};
 
 // The Gateway takes ids as a list with ':' between them, and so do we.
 Arguments splitNames(const Arguments& lists) {

@@ -23,10 +23,16 @@ struct Command {
     const char* help;
     const char* example;       // shown at the end of its help
     Run (*attach)(CLI::App&);  // adds its own arguments and options; what it returns reads them when it runs
+    bool isMonitoringPlugin = false;  // its exit codes, and how it tells what is wrong, are a plugin's
+    bool tracesItself = false;        // --trace-level and --trace-file do not apply to it
 };
 
+extern const Command checkCommand;
+extern const Command codesCommand;
+extern const Command doctorCommand;
 extern const Command groupsCommand;
 extern const Command idsCommand;
+extern const Command pingCommand;
 extern const Command statsCommand;
 extern const Command watchCommand;
 

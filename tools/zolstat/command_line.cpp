@@ -6,6 +6,7 @@
 #include <fmt/format.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <map>
@@ -16,6 +17,7 @@
 #include "common/text.h"
 #include "configuration.h"
 #include "console.h"
+#include "plugin.h"
 
 namespace tools::zolstat {
 namespace {
@@ -27,7 +29,7 @@ constexpr const char* FOOTER =
     "for --port.\n\n"
     "Exit codes: 0 fine; 1 the Gateway rejected something, the rest is shown; 2 wrong usage;\n"
     "3 no connection; 4 the connection was lost, or a query failed; 5 the output could not be\n"
-    "written; 6 what listens there is no Gateway.\n\n"
+    "written; 6 what listens there is no Gateway. 'check' ends as monitoring plugins do.\n\n"
     "Example: zolstat stats CPU --format json";
 
 const std::map<std::string, Format> FORMATS{
@@ -235,6 +237,12 @@ std::string explain(const CLI::App& app, const Words& commandLine, const CLI::Pa
     return withSource(app, commandLine, error.what());
 }
 
+bool isForMonitoring(const CLI::App& app) {
+    return std::any_of(allCommands().begin(), allCommands().end(), [&](const Command* command) {
+        return command->isMonitoringPlugin && app.got_subcommand(command->name);
+    });
+}
+
 Ending endingOf(const CLI::App& app, const Words& commandLine, const CLI::ParseError& error) {
     if (error.get_exit_code() == 0) {
         std::ostringstream help;
@@ -242,6 +250,9 @@ Ending endingOf(const CLI::App& app, const Words& commandLine, const CLI::ParseE
         return {ExitCode::Fine, help.str(), ""};
     }
     const std::string text = explain(app, commandLine, error);
+    if (isForMonitoring(app)) {
+        return {exitCodeOf(PluginState::Unknown), pluginLine(PluginState::Unknown, text), ""};
+    }
     return {ExitCode::Usage, "",
             fmt::format("zolstat: {}\nRun 'zolstat --help' for help.\n", printable(text))};
 }

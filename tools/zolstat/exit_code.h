@@ -6,7 +6,7 @@
 
 namespace tools::zolstat {
 
-// In order of weight: of several failures the greatest code is told.
+// In order of weight: of several failures the greatest code is told. `check` has codes of its own.
 enum class ExitCode {
     Fine = 0,
     Rejected = 1,      // the Gateway said no to something that was asked for; the rest was shown

@@ -9,6 +9,7 @@
 #include "command_line.h"
 #include "common/text.h"
 #include "console.h"
+#include "plugin.h"
 #include "session.h"
 
 namespace tools::zolstat {
@@ -38,8 +39,24 @@ ExitCode fail(ExitCode code, const std::exception& failure) {
 }
 
 ExitCode carryOut(const Request& request) {
-    setTrace(request.options);
+    if (!request.command->tracesItself) {
+        setTrace(request.options);
+    }
     return request.run(request.options);
+}
+
+// Whoever called it looks at standard output, and takes every other code for a fault of the plugin.
+ExitCode carryOutAsPlugin(const Request& request) {
+    constexpr PluginState state = PluginState::Unknown;
+    try {
+        return carryOut(request);
+    } catch (const OutputClosed&) {
+        return exitCodeOf(state);
+    } catch (const OutputFailed& failure) {
+        return fail(exitCodeOf(state), failure);
+    } catch (const std::exception& failure) {
+        return end({exitCodeOf(state), pluginLine(state, failure.what()), ""});
+    }
 }
 
 ExitCode carryOut(int argc, const char* const* argv) {
@@ -48,7 +65,8 @@ ExitCode carryOut(int argc, const char* const* argv) {
     if (const auto* ending = std::get_if<Ending>(&line)) {
         return end(*ending);
     }
-    return carryOut(std::get<Request>(line));
+    const Request& request = std::get<Request>(line);
+    return request.command->isMonitoringPlugin ? carryOutAsPlugin(request) : carryOut(request);
 }
 
 ExitCode carryOutOrTell(int argc, const char* const* argv) {
