@@ -53,6 +53,8 @@ class InstalledFiles(unittest.TestCase):
             "bin/zolstat",
             "share/zolstats/zolstat-output.schema.json",
             "bin/zol-gateway-sim",
+            "share/bash-completion/completions/zolstat",
+            "share/zsh/vendor-completions/_zolstat",
         ]:
             with self.subTest(name):
                 self.assertTrue((PREFIX / name).is_file())
