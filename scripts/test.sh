@@ -45,7 +45,7 @@ fi
 
 heading "Packages"
 install_packages "${test_packages[@]}" clang clang-format clang-tidy libclang-rt-14-dev \
-    binutils doxygen man-db prometheus \
+    abigail-tools binutils doxygen man-db prometheus \
     python3-jsonschema zsh
 
 heading "Format"
