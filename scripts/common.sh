@@ -10,8 +10,8 @@ heading() {
 
 # Debian's packages, from Debian's own tools: what the programs are built with, and what the tests need besides.
 # shellcheck disable=SC2034  # used where this is sourced
-build_packages=(cmake ninja-build g++ libcli11-dev libfmt-dev
-    libncurses-dev libre2-dev libyaml-cpp-dev nlohmann-json3-dev pkg-config)
+build_packages=(cmake ninja-build g++ libcli11-dev libcrypt-dev libfmt-dev libgnutls28-dev libmicrohttpd-dev
+    libncurses-dev libre2-dev libyaml-cpp-dev nlohmann-json3-dev pkg-config zlib1g-dev)
 # shellcheck disable=SC2034  # likewise
 test_packages=("${build_packages[@]}" default-jdk-headless libgmock-dev libgtest-dev python3 tmux)
 

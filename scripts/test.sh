@@ -46,7 +46,7 @@ fi
 heading "Packages"
 install_packages "${test_packages[@]}" clang clang-format clang-tidy libclang-rt-14-dev \
     abigail-tools binutils doxygen man-db prometheus \
-    python3-jsonschema python3-prometheus-client zsh
+    openssl python3-jsonschema python3-prometheus-client zsh
 
 heading "Format"
 guarded check_format
