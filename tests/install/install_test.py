@@ -55,6 +55,7 @@ class InstalledFiles(unittest.TestCase):
             "bin/zol-gateway-sim",
             "share/bash-completion/completions/zolstat",
             "share/zsh/vendor-completions/_zolstat",
+            "bin/zolstats-exporter",
         ]:
             with self.subTest(name):
                 self.assertTrue((PREFIX / name).is_file())
