@@ -46,7 +46,7 @@ fi
 heading "Packages"
 install_packages "${test_packages[@]}" clang clang-format clang-tidy libclang-rt-14-dev \
     abigail-tools binutils chromium chromium-driver doxygen man-db prometheus \
-    openssl python3-jsonschema python3-prometheus-client python3-selenium zsh
+    openssl python3-jsonschema python3-prometheus-client python3-selenium systemd zsh
 
 heading "Format"
 guarded check_format

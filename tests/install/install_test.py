@@ -56,6 +56,8 @@ class InstalledFiles(unittest.TestCase):
             "share/bash-completion/completions/zolstat",
             "share/zsh/vendor-completions/_zolstat",
             "bin/zolstats-exporter",
+            "etc/default/zolstats-exporter",
+            "lib/systemd/system/zolstats-exporter.service",
         ]:
             with self.subTest(name):
                 self.assertTrue((PREFIX / name).is_file())
