@@ -75,6 +75,8 @@ int main(int argc, char** argv) {
     gateway::Options options;
     options.keepRequests = false;
     bool verbose = false;
+    app.set_version_flag("--version", "zol-gateway-sim " ZOL_GATEWAY_SIM_VERSION,
+                         "Print the version and exit");
     describeOptions(app, options, verbose);
     try {
         app.parse(argc, argv);
