@@ -8,7 +8,7 @@ list(TRANSFORM zolstats_sources APPEND .cpp)
 add_library(zolstats_objects OBJECT ${zolstats_sources})
 target_include_directories(zolstats_objects PUBLIC ${PROJECT_SOURCE_DIR}/include)
 target_compile_options(zolstats_objects PRIVATE -fno-exceptions -fno-rtti -fno-semantic-interposition
-                                                -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+                                                ${ZOLSTATS_NO_PATHS})
 
 # Where files would end at 2 GiB a trace may outgrow that, too.
 if(CMAKE_SIZEOF_VOID_P EQUAL 4)

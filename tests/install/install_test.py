@@ -8,7 +8,7 @@ import shutil
 import unittest
 
 import commands
-from commands import emptied, needed_libraries, run
+from commands import emptied, files_below, needed_libraries, run
 
 SOURCE = pathlib.Path(os.environ["ZOLSTATS_SOURCE"])
 BUILD = pathlib.Path(os.environ["ZOLSTATS_BUILD"])
@@ -64,6 +64,14 @@ class InstalledFiles(unittest.TestCase):
         ]:
             with self.subTest(name):
                 self.assertTrue((PREFIX / name).is_file())
+
+    def test_every_file_belongs_to_one_component(self):
+        parts = []
+        for component in ["runtime", "development", "tools", "exporter"]:
+            folder = fresh_folder(component)
+            run(CMAKE, "--install", BUILD, "--prefix", folder, "--component", component)
+            parts += files_below(folder)
+        self.assertEqual(sorted(parts), sorted(files_below(PREFIX)))
 
     def test_the_package_files_can_be_moved_with_their_prefix(self):
         packages = [*PREFIX.glob("**/*.cmake"), *PREFIX.glob("**/*.pc")]
