@@ -5,8 +5,9 @@
 
 #include <gmock/gmock.h>
 
-#include <fstream>
 #include <string>
+
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -20,14 +21,16 @@ using tools::exporter::Configuration;
 using tools::exporter::OnFailure;
 using tools::exporter::readConfiguration;
 
-const std::string FILE_NAME = SCRATCH_FOLDER "/exporter.yml";
+class ExporterConfiguration : public testing::Test {
+  protected:
+    CommandLine withFile(const std::string& content) const {
+        CommandLine line;
+        line.configurationFile = folder_.write("exporter.yml", content);
+        return line;
+    }
 
-CommandLine withFile(const std::string& content) {
-    std::ofstream(FILE_NAME) << content;
-    CommandLine line;
-    line.configurationFile = FILE_NAME;
-    return line;
-}
+    const testing_support::ScratchFolder folder_;
+};
 
 std::string problemOf(const CommandLine& line) {
     try {
@@ -40,7 +43,7 @@ std::string problemOf(const CommandLine& line) {
 
 // ---- What holds
 
-TEST(ExporterConfiguration, AllowsNobodyAndListensOnThisMachineUnlessTold) {
+TEST_F(ExporterConfiguration, AllowsNobodyAndListensOnThisMachineUnlessTold) {
     const Configuration configuration = readConfiguration({});
     EXPECT_THAT(configuration.gateways, testing::IsEmpty());
     EXPECT_FALSE(configuration.allows({"127.0.0.1", 27400}));
@@ -50,8 +53,8 @@ TEST(ExporterConfiguration, AllowsNobodyAndListensOnThisMachineUnlessTold) {
     EXPECT_EQ(configuration.onFailure, OnFailure::Up0);
 }
 
-TEST(ExporterConfiguration, TakesAllThatAFileMaySay) {
-    std::ofstream(SCRATCH_FOLDER "/web.yml") << "http_server_config: {headers: {X-Frame-Options: deny}}\n";
+TEST_F(ExporterConfiguration, TakesAllThatAFileMaySay) {
+    folder_.write("web.yml", "http_server_config: {headers: {X-Frame-Options: deny}}\n");
     const Configuration configuration =
         readConfiguration(withFile("listen: 127.0.0.1:0\n"
                                    "gateways: [gw1, 'gw2:27401', '[::1]:27402']\n"
@@ -78,12 +81,12 @@ TEST(ExporterConfiguration, TakesAllThatAFileMaySay) {
     EXPECT_THAT(configuration.web->headers(), ElementsAre(testing::Pair("X-Frame-Options", "deny")));
 }
 
-TEST(ExporterConfiguration, ListensOnItsOwnPortWhereOnlyAHostIsNamed) {
+TEST_F(ExporterConfiguration, ListensOnItsOwnPortWhereOnlyAHostIsNamed) {
     EXPECT_EQ(readConfiguration(withFile("listen: 127.0.0.2\n")).listen, (Endpoint{"127.0.0.2", 9740}));
     EXPECT_EQ(readConfiguration(withFile("listen: '[::1]'\n")).listen, (Endpoint{"::1", 9740}));
 }
 
-TEST(ExporterConfiguration, LetsTheCommandLineWinAndPutsListsTogether) {
+TEST_F(ExporterConfiguration, LetsTheCommandLineWinAndPutsListsTogether) {
     CommandLine line = withFile("gateways: [gw1]\ntimeout: 3\n");
     line.gateways = {"gw0"};
     line.timeoutS = 2;
@@ -92,7 +95,7 @@ TEST(ExporterConfiguration, LetsTheCommandLineWinAndPutsListsTogether) {
     EXPECT_EQ(configuration.timeout, 2s);
 }
 
-TEST(ExporterConfiguration, AllowsItsOwnGatewaysToBeProbed) {
+TEST_F(ExporterConfiguration, AllowsItsOwnGatewaysToBeProbed) {
     const Configuration configuration = readConfiguration(withFile("gateways: ['gw1:27401']\n"));
     EXPECT_TRUE(configuration.allows({"gw1", 27401}));
     EXPECT_FALSE(configuration.allows({"gw1", 27400}));
@@ -100,7 +103,7 @@ TEST(ExporterConfiguration, AllowsItsOwnGatewaysToBeProbed) {
 
 // ---- Reloads
 
-TEST(ExporterConfiguration, KeepsWhatHoldsFromTheStart) {
+TEST_F(ExporterConfiguration, KeepsWhatHoldsFromTheStart) {
     const Configuration inForce = readConfiguration({});
     Configuration fresh =
         readConfiguration(withFile("listen: 127.0.0.1:1\nidle: 60\nmax_requests: 7\ntimeout: 3\n"));
@@ -123,7 +126,7 @@ void PrintTo(const Mistake& mistake, std::ostream* out) {
     *out << testing::PrintToString(mistake.content);
 }
 
-class MistakeInAFile : public testing::TestWithParam<Mistake> {};
+class MistakeInAFile : public ExporterConfiguration, public testing::WithParamInterface<Mistake> {};
 
 TEST_P(MistakeInAFile, IsToldWithItsLine) {
     EXPECT_THAT(problemOf(withFile(GetParam().content)), HasSubstr("exporter.yml:" + GetParam().problem));
@@ -148,13 +151,13 @@ INSTANTIATE_TEST_SUITE_P(
                     Mistake{"allow_targets: ['gw[12].x:1']\n", "1: 'gw[12].x:1': the host fits neither"},
                     Mistake{"listen: 127.0.0.1:70000\n", "1: '127.0.0.1:70000': the port"}));
 
-TEST(ExporterConfiguration, NamesTheOptionThatIsWrong) {
+TEST_F(ExporterConfiguration, NamesTheOptionThatIsWrong) {
     CommandLine line;
     line.timeoutOffsetS = -3;
     EXPECT_EQ(problemOf(line), "--timeout-offset: -3 s: from 0 s to 86400 s is possible");
 }
 
-TEST(ExporterConfiguration, TakesNoGatewayTwice) {
+TEST_F(ExporterConfiguration, TakesNoGatewayTwice) {
     CommandLine line = withFile("gateways: [gw1]\n");
     line.gateways = {"gw1:27400"};
     EXPECT_EQ(problemOf(line), "gw1:27400 is configured twice");
@@ -162,7 +165,7 @@ TEST(ExporterConfiguration, TakesNoGatewayTwice) {
     EXPECT_EQ(problemOf(line), "gw1:27400 is configured twice");
 }
 
-TEST(ExporterConfiguration, TakesTwoHundredAndFiftySixGatewaysAtMost) {
+TEST_F(ExporterConfiguration, TakesTwoHundredAndFiftySixGatewaysAtMost) {
     CommandLine line;
     for (int i = 1; i <= 256; ++i) {
         line.gateways.push_back("gw" + std::to_string(i));
@@ -172,9 +175,9 @@ TEST(ExporterConfiguration, TakesTwoHundredAndFiftySixGatewaysAtMost) {
     EXPECT_EQ(problemOf(line), "257 Gateways are configured: one process serves 256 at most");
 }
 
-TEST(ExporterConfiguration, TellsOfAFileThatIsNotThere) {
+TEST_F(ExporterConfiguration, TellsOfAFileThatIsNotThere) {
     CommandLine line;
-    line.configurationFile = SCRATCH_FOLDER "/nowhere.yml";
+    line.configurationFile = folder_.path() / "nowhere.yml";
     EXPECT_THAT(problemOf(line), HasSubstr("nowhere.yml: "));
 }
 

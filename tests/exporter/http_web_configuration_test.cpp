@@ -5,9 +5,7 @@
 
 #include <gmock/gmock.h>
 
-#include <filesystem>
-#include <fstream>
-
+#include "support/scratch_folder.h"
 #include "yaml.h"
 
 namespace {
@@ -21,19 +19,15 @@ using tools::exporter::http::WebConfiguration;
 
 class HttpWebConfiguration : public testing::Test {
   protected:
-    HttpWebConfiguration() { std::filesystem::create_directories(folder_); }
-    ~HttpWebConfiguration() override { std::filesystem::remove_all(folder_); }
-
     std::string file(const std::string& name, const std::string& text) const {
-        std::ofstream(folder_ / name) << text;
-        return (folder_ / name).string();
+        return folder_.write(name, text);
     }
     std::shared_ptr<const WebConfiguration> read(const std::string& text) const {
         return WebConfiguration::read(file("web.yml", text));
     }
     // What is wrong, from the line on.
     std::string refusal(const std::string& text) const {
-        const auto start = (folder_ / "web.yml").string() + ":";
+        const auto start = (folder_.path() / "web.yml").string() + ":";
         try {
             read(text);
         } catch (const BadYaml& problem) {
@@ -45,8 +39,7 @@ class HttpWebConfiguration : public testing::Test {
     }
 
   private:
-    const std::filesystem::path folder_ =
-        std::filesystem::path(SCRATCH_FOLDER) / testing::UnitTest::GetInstance()->current_test_info()->name();
+    const testing_support::ScratchFolder folder_;
 };
 
 constexpr auto SOMETHING = "something\n";

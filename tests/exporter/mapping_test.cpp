@@ -5,8 +5,7 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -18,12 +17,7 @@ using tools::exporter::Mapping;
 
 class MappingFile : public testing::Test {
   protected:
-    ~MappingFile() override { std::filesystem::remove(name_); }
-
-    Mapping read(const std::string& content) {
-        std::ofstream(name_, std::ios::binary) << content;
-        return Mapping::read(name_);
-    }
+    Mapping read(const std::string& content) { return Mapping::read(folder_.write("map.yml", content)); }
     // A rule for all ids that begin with A_, with more keys.
     Mapping rule(const std::string& keys) { return read("metrics:\n  - id: A_(.*)\n    " + keys); }
 
@@ -31,7 +25,7 @@ class MappingFile : public testing::Test {
         try {
             read(content);
         } catch (const BadMapping& problem) {
-            return std::string(problem.what()).substr(name_.size() + 1);
+            return std::string(problem.what()).substr((folder_.path() / "map.yml:").string().size());
         }
         return "none";
     }
@@ -46,8 +40,7 @@ class MappingFile : public testing::Test {
         return metric ? metric->name : "none";
     }
 
-    const std::string name_ = std::string(SCRATCH_FOLDER) + '/' +
-                              testing::UnitTest::GetInstance()->current_test_info()->name() + ".map.yml";
+    const testing_support::ScratchFolder folder_;
 };
 
 TEST_F(MappingFile, MakesMetricsOfAllThatARuleTells) {

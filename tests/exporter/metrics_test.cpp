@@ -6,11 +6,12 @@
 #include <gmock/gmock.h>
 
 #include <ctime>
-#include <filesystem>
 #include <fstream>
 #include <future>
 #include <sstream>
 #include <thread>
+
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -36,12 +37,9 @@ std::vector<std::string> linesOf(const Exposition& exposition) {
 
 class Metrics : public testing::Test {
   protected:
-    ~Metrics() override { std::filesystem::remove(mappingFile_); }
-
     void tell(const std::string& id, const std::string& value) { scrape_.readings.push_back({0, id, value}); }
     void map(const std::string& rules) {
-        std::ofstream(mappingFile_) << "metrics: [" << rules << "]\n";
-        mapping_ = Mapping::read(mappingFile_);
+        mapping_ = Mapping::read(folder_.write("map.yml", "metrics: [" + rules + "]\n"));
     }
     std::vector<std::string> lines(bool labelsGateways = false) {
         Exposition exposition(ExpositionFormat::Text);
@@ -70,9 +68,7 @@ class Metrics : public testing::Test {
     Scrape scrape_{.gateway = {"db1", 4000}, .groups = {"CPU", "MEMORY"}};
     Mapping mapping_{};
     std::vector<Pattern> info_{};
-    const std::string mappingFile_ = std::string(SCRATCH_FOLDER) + '/' +
-                                     testing::UnitTest::GetInstance()->current_test_info()->name() +
-                                     ".metrics.yml";
+    const testing_support::ScratchFolder folder_;
 };
 using Lines = std::vector<std::string>;
 

@@ -5,10 +5,10 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <regex>
+
+#include "support/scratch_folder.h"
 
 namespace {
 
@@ -18,25 +18,19 @@ using tools::exporter::Yaml;
 
 class YamlFile : public testing::Test {
   protected:
-    ~YamlFile() override { std::filesystem::remove(name_); }
-
-    Yaml read(const std::string& content) {
-        std::ofstream(name_, std::ios::binary) << content;
-        return Yaml::read(name_);
-    }
+    Yaml read(const std::string& content) { return Yaml::read(folder_.write("file.yml", content)); }
     // What is told of it, less the name of the file and a ':'.
     std::string problemOf(const std::string& content, const std::function<void(const Yaml&)>& use = {}) {
         try {
             const Yaml yaml = read(content);
             use ? use(yaml) : void();
         } catch (const BadYaml& problem) {
-            return std::string(problem.what()).substr(name_.size() + 1);
+            return std::string(problem.what()).substr((folder_.path() / "file.yml:").string().size());
         }
         return "none";
     }
 
-    const std::string name_ = std::string(SCRATCH_FOLDER) + '/' +
-                              testing::UnitTest::GetInstance()->current_test_info()->name() + ".yml";
+    const testing_support::ScratchFolder folder_;
 };
 
 TEST_F(YamlFile, HasTextsNumbersFlagsListsAndMaps) {

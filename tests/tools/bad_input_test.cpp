@@ -27,7 +27,7 @@ void expectWrongUsage(const Finished& finished, const std::string& problem) {
 
 // Of a file with this content; '@' in what is to be said stands for its path.
 void expectWrongConfiguration(const std::string& content, std::string problem) {
-    const Folder folder;
+    const ScratchFolder folder;
     const std::string file = folder.write("bad.toml", content);
     if (problem.starts_with('@')) {
         problem.replace(0, 1, file);
@@ -140,7 +140,7 @@ INSTANTIATE_TEST_SUITE_P(BadInput, WrongOption, testing::ValuesIn(WRONG_OPTIONS)
                          [](const auto& wrong) { return std::string(wrong.param.name); });
 
 TEST_F(BadInput, OfAFileOfGatewaysNamesFileAndLine) {
-    const Folder folder;
+    const ScratchFolder folder;
     const std::string none = folder.write("none", "# nothing\n\n   \n");
     expectWrongUsage(program::run(ZOLSTAT, {"--gateway", "@" + none}),
                      "--gateway: '@" + none + "': the file names no Gateway");
@@ -162,7 +162,7 @@ std::string manyGateways(int count, const std::string& gateway) {
 
 TEST_F(BadInput, OfMoreGatewaysThanAProcessCanHaveConnectionsIsRefused) {
     serve(TWO_GROUPS);
-    const Folder folder;
+    const ScratchFolder folder;
     const std::string tooMany = folder.write("too_many", manyGateways(257, address()));
     expectWrongUsage(program::run(ZOLSTAT, {"groups", "--gateway", "@" + tooMany}),
                      "--gateway: more than 256 Gateways");

@@ -126,7 +126,7 @@ TEST_F(Check, NamesTheGatewayOfEachStatisticWhereThereAreSeveral) {
 
 TEST_F(Check, TakesItsRangesFromTheConfigurationFile) {
     serve(TWO_GROUPS);
-    const Folder folder;
+    const ScratchFolder folder;
     const std::string file =
         folder.write("check.toml", "[check]\nwarning = [\"CPU_USER:1\", \"CPU_IDLE_PERCENT:100\"]\n");
     expectTold(check({"--config", file}), WARNING,

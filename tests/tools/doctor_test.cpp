@@ -55,7 +55,7 @@ TEST_F(Doctor, ReportsVersionsLimitsAddressesAndTheExtentOfTheAnswers) {
 
 TEST_F(Doctor, ShowsTheConfigurationThatIsInForce) {
     serve(TWO_GROUPS);
-    const Folder folder;
+    const ScratchFolder folder;
     const std::string file = folder.write("doctor.toml", "timeout = 3\n");
     const Finished finished =
         runIn({"ZOLSTAT_TIMEOUT=2.5", "ZOLSTAT_COLOR=never"}, {"doctor", "--config", file});
@@ -212,7 +212,7 @@ TEST_F(Doctor, ShowsNoByteOfAnAuthorisationThatComesInWithTheReplyToTheNextReque
 
 TEST_F(Doctor, LeavesNoFileBehind) {
     serve(TWO_GROUPS);
-    const Folder folder;
+    const ScratchFolder folder;
     const Finished finished = runIn({"TMPDIR=" + folder.path().string()}, {"doctor"});
     expectReport(finished, 0, "\n  statistics  3");
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
@@ -221,7 +221,7 @@ TEST_F(Doctor, LeavesNoFileBehind) {
 TEST_F(Doctor, LeavesNoFileBehindWhenItIsKilled) {
     const testing_support::LoopbackPort silent;
     silent.listen(8);
-    const Folder folder;
+    const ScratchFolder folder;
     program::Running doctor("/usr/bin/env", {"TMPDIR=" + folder.path().string(), ZOLSTAT, "doctor",
                                              portOption(silent.number()), "--timeout", "0"});
     const program::Descriptor bare(::accept(silent.descriptor(), nullptr, nullptr));
@@ -248,7 +248,7 @@ TEST_F(Doctor, TracesToItsReportAndNotWhereTheUsersTraceGoes) {
 
 TEST_F(Doctor, MakesNoFileForTheUsersTrace) {
     serve(TWO_GROUPS);
-    const Folder folder;
+    const ScratchFolder folder;
     const Finished finished = run({"doctor", "--trace-file", folder.path() / "user.trace"});
     expectReport(finished, 0, "\n  statistics  3");
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));

@@ -36,7 +36,7 @@ class Settings : public Zolstat {
     std::string home() const { return "HOME=" + home_.path().string(); }
     std::string configFolder() const { return "XDG_CONFIG_HOME=" + (home_.path() / ".config").string(); }
 
-    Folder home_;
+    ScratchFolder home_;
 
   private:
     ClosedPort closed_;

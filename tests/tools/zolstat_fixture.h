@@ -9,9 +9,6 @@
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -21,12 +18,14 @@
 #include "answers.h"
 #include "program.h"
 #include "server.h"
+#include "support/scratch_folder.h"
 #include "wire.h"
 
 namespace zolstat_testing {
 
 using program::Finished;
 using program::Output;
+using testing_support::ScratchFolder;
 
 inline const gateway::Snapshot TWO_GROUPS{
     {"CPU", {{"CPU_USER", "1.5"}, {"CPU_IDLE_PERCENT", "98.25"}}},
@@ -117,32 +116,6 @@ inline void expectFailed(const Finished& finished, int exitCode, const std::stri
     EXPECT_EQ(finished.output, "");
     EXPECT_EQ(finished.error, error);
 }
-
-// A folder of the test's own, which goes with this object; tests may run beside one another.
-class Folder {
-  public:
-    Folder() {
-        if (mkdtemp(path_.data()) == nullptr) {
-            throw std::system_error(errno, std::generic_category(), path_);
-        }
-    }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    std::filesystem::path path() const { return path_; }
-
-    // The path of a file with this content.
-    std::string write(const std::string& name, const std::string& content) const {
-        const std::filesystem::path file = path() / name;
-        std::filesystem::create_directories(file.parent_path());
-        std::ofstream(file, std::ios::binary) << content;
-        return file;
-    }
-
-  private:
-    std::string path_ = std::string(SCRATCH_FOLDER) + "/zolstat.XXXXXX";
-};
 
 // A port that nothing listens on, and that nobody else gets while this object lives.
 class ClosedPort {

@@ -5,7 +5,6 @@
 #include "zolstat_fixture.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 
@@ -286,33 +285,20 @@ TEST_F(Zolstat, HelpNamesEveryCommandOptionAndExitCode) {
 
 // ---- Trace
 
-class TraceFile {
-  public:
-    explicit TraceFile(const std::string& name) : path_(std::filesystem::path(SCRATCH_FOLDER) / name) {
-        std::filesystem::remove(path_);
-    }
-    ~TraceFile() { std::filesystem::remove(path_); }
-    TraceFile(const TraceFile&) = delete;
-    TraceFile& operator=(const TraceFile&) = delete;
-
-    std::string path() const { return path_; }
-    std::string content() const {
-        std::ostringstream text;
-        text << std::ifstream(path_).rdbuf();
-        return text.str();
-    }
-
-  private:
-    std::filesystem::path path_;
-};
+std::string contentOf(const std::string& file) {
+    std::ostringstream text;
+    text << std::ifstream(file).rdbuf();
+    return text.str();
+}
 
 const std::string BANNER = "Velmor Quorvane ZOLSTATS DLL trace V";
 
 TEST_F(Zolstat, TracesToAFileUpToTheWantedLevel) {
     serve(TWO_GROUPS);
-    const TraceFile file("level_4.trace");
-    expectFine(run({"--trace-level", "4", "--trace-file", file.path(), "groups"}), "CPU\nMEMORY\n");
-    const std::string trace = file.content();
+    const ScratchFolder folder;
+    const std::string file = folder.path() / "trace";
+    expectFine(run({"--trace-level", "4", "--trace-file", file, "groups"}), "CPU\nMEMORY\n");
+    const std::string trace = contentOf(file);
     EXPECT_NE(trace.substr(0, trace.find('\n')).find(BANNER), std::string::npos) << trace;
     EXPECT_NE(trace.find("API.getResourceGroupIds(gwTok="), std::string::npos);
     EXPECT_NE(trace.find("stapi_zol_statquery.commsResourceGroupsIds data="), std::string::npos);
@@ -320,9 +306,10 @@ TEST_F(Zolstat, TracesToAFileUpToTheWantedLevel) {
 
 TEST_F(Zolstat, TracesEverythingToAFileWhenNoLevelIsGiven) {
     serve(TWO_GROUPS);
-    const TraceFile file("no_level.trace");
-    run({"--trace-file", file.path(), "groups"});
-    EXPECT_NE(file.content().find("stapi_zol_statquery.commsResourceGroupsIds data="), std::string::npos);
+    const ScratchFolder folder;
+    const std::string file = folder.path() / "trace";
+    run({"--trace-file", file, "groups"});
+    EXPECT_NE(contentOf(file).find("stapi_zol_statquery.commsResourceGroupsIds data="), std::string::npos);
 }
 
 TEST_F(Zolstat, TracesToStandardErrorWhenNoFileIsGiven) {

@@ -3,25 +3,22 @@
 // Levels, line format and dumps are written down in docs/tracing.md.
 #include <gmock/gmock.h>
 #include <pthread.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
-#include <cerrno>
-#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <latch>
 #include <numeric>
 #include <string>
-#include <system_error>
 #include <thread>
 #include <vector>
 
 #include "stapi_zol_resultsetbuffer.h"
 #include "support/bytes.h"
+#include "support/scratch_folder.h"
 #include "support/trace_capture.h"
 
 using testing::Each;
@@ -163,28 +160,10 @@ TEST(DumpsOfSeveralThreads, AreNotMixed) {
 
 // ---- Changes while others trace
 
-// A folder that goes with its content.
-class Folder {
-  public:
-    Folder() : path_((std::filesystem::temp_directory_path() / "zolstats-trace-XXXXXX").string()) {
-        if (mkdtemp(path_.data()) == nullptr) {
-            throw std::system_error(errno, std::generic_category(), path_);
-        }
-    }
-    ~Folder() { std::filesystem::remove_all(path_); }
-    Folder(const Folder&) = delete;
-    Folder& operator=(const Folder&) = delete;
-
-    [[nodiscard]] std::string file(const std::string& name) const { return path_ + "/" + name; }
-
-  private:
-    std::string path_;
-};
-
 class ChangedTrace : public testing::Test {
   protected:
     ChangedTrace() {
-        setAPITraceFile(folder.file("A").c_str());
+        setAPITraceFile((folder.path() / "A").c_str());
         setAPITraceLevel(TRACE_CALLS);
     }
     ~ChangedTrace() override {
@@ -193,7 +172,7 @@ class ChangedTrace : public testing::Test {
     }
 
     [[nodiscard]] std::vector<std::string> rowsOf(const std::string& name) const {
-        std::ifstream stream(folder.file(name));
+        std::ifstream stream(folder.path() / name);
         std::vector<std::string> rows;
         for (std::string row; std::getline(stream, row);) {
             rows.push_back(row);
@@ -213,7 +192,7 @@ class ChangedTrace : public testing::Test {
         changing.join();
     }
 
-    const Folder folder;
+    const testing_support::ScratchFolder folder;
 };
 
 const char* const WHOLE_ROW =
@@ -221,7 +200,8 @@ const char* const WHOLE_ROW =
     "[0-9/]{8} [0-9:]{12} \\[0x[0-9A-F]{8},0x[0-9A-F]{8}\\] \\[[0-9]{4}\\] [*A-Z ]{6} [^][]*";
 
 TEST_F(ChangedTrace, SwitchingTheFileNeitherLosesNorSplitsALine) {
-    whileOthersTrace([this](int count) { setAPITraceFile(folder.file(count % 2 == 0 ? "B" : "A").c_str()); });
+    whileOthersTrace(
+        [this](int count) { setAPITraceFile((folder.path() / (count % 2 == 0 ? "B" : "A")).c_str()); });
     setAPITraceLevel(0);
     std::vector<std::string> rows = rowsOf("A");
     const std::vector<std::string> more = rowsOf("B");
