@@ -5,9 +5,11 @@
 #define ZOLSTATS_TESTS_SESSION_H
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <string>
+#include <thread>
 #include <tuple>
 #include <vector>
 
@@ -127,6 +129,17 @@ inline Outcome runSession(int port) {
 // What no session may leave more of than there was.
 inline std::ptrdiff_t openDescriptors() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+}
+
+// The same as soon as it has come down to what is expected, or after a time in which it should have: the Gateway in
+// this process may yet have to accept, and to close, a connection that its client has given up.
+inline std::ptrdiff_t openDescriptorsInTheEnd(std::ptrdiff_t expected) {
+    using namespace std::chrono_literals;
+    const auto deadline = std::chrono::steady_clock::now() + 10s;
+    while (openDescriptors() != expected && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(1ms);
+    }
+    return openDescriptors();
 }
 
 }  // namespace faults
