@@ -6,7 +6,6 @@
 #include <stdlib.h>
 #include <string.h>
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 
@@ -166,7 +165,8 @@ char* getTraceDate(char* dst) {
 
 void getPidTid(unsigned* pid, unsigned* tid) {
     if (pid != nullptr) {
-        *pid = static_cast<unsigned>(getpid());
+        const unsigned kept = __atomic_load_n(&keptPid, __ATOMIC_RELAXED);
+        *pid = kept != 0 ? kept : static_cast<unsigned>(getpid());
     }
     if (tid != nullptr) {
         *tid = static_cast<unsigned>(pthread_self());

@@ -10,6 +10,7 @@
 #include <stdint.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <type_traits>
 
@@ -250,6 +251,15 @@ inline void traceData(const StorageArea& area) {
     if (traces(Point.kind)) {
         writeTraceData(Point, area);
     }
+}
+
+// The process id once it is kept, else 0. Each item of a walk is checked against it, and would cost more than all the
+// rest if the system had to be asked.
+inline unsigned keptPid = 0;
+
+// Keep the process id from now on; a forked child has to keep its own.
+inline void keepPid() {
+    __atomic_store_n(&keptPid, static_cast<unsigned>(getpid()), __ATOMIC_RELAXED);
 }
 
 // Is the caller the owner? 0, ZOLSTATS_WRONG_PROCESS or ZOLSTATS_WRONG_THREAD, with the line that tells so.

@@ -48,9 +48,10 @@ void setTraceLevel(int level) {
     __atomic_store_n(&statAPITrace, level, __ATOMIC_RELAXED);
 }
 
-// A child process may have been forked while another thread of its parent held a lock, which nobody would ever
-// release.
-void renewLocks() {
+// A child process has an id of its own, and may have been forked while another thread of its parent held a lock, which
+// nobody would ever release.
+void renewAfterFork() {
+    keepPid();
     initMutex = PTHREAD_MUTEX_INITIALIZER;
     traceLock = {};
     initializeLock(&traceLock);
@@ -71,8 +72,10 @@ int initialise() {
         trace<initListFailed>(rc);
         return rc;
     }
-    pthread_atfork(nullptr, nullptr,
-                   renewLocks);  // without memory for that a child may wait, but nobody else
+    // Without memory for that a child may wait, but nobody else; the process id is asked for each time then.
+    if (pthread_atfork(nullptr, nullptr, renewAfterFork) == 0) {
+        keepPid();
+    }
     setTraceLevel(ZOLSTATS_TRACE_OFF);
     strcpy(stapiVersion, ZOLSTATS_API_VERSION);
     __atomic_store_n(&stapiState, 1, __ATOMIC_RELEASE);

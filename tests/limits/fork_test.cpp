@@ -72,6 +72,13 @@ TEST_F(Forking, RefusesWalksOfIdsToTheChild) {
     EXPECT_EQ(text(record.id, record.idLen), "S2");
 }
 
+TEST_F(Forking, RefusesWalksToAChildOfTheChild) {
+    ResultSetToken* const set = ask(getStats);
+    StatData record{};
+    EXPECT_EQ(inAForkedChild([&] { return inAForkedChild([&] { return -getFirstStat(set, &record); }); }),
+              123);
+}
+
 TEST_F(Forking, LetsTheChildOpenAndCloseAConnectionOfItsOwn) {
     EXPECT_EQ(inAForkedChild([this] {
                   void* own = nullptr;
