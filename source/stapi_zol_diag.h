@@ -165,11 +165,15 @@ constexpr bool fitsTemplate(const char* text) {
     return eachFits && nextConversion(text) == '\0';
 }
 
+inline int currentTraceLevel() {
+    return __atomic_load_n(&statAPITrace, __ATOMIC_RELAXED);
+}
+
 inline bool traces([[maybe_unused]] TraceKind kind) {
 #ifdef ZOLSTATS_NO_TRACE  // what the line sites cost is measured against a library without them
     return false;
 #else
-    return __builtin_expect(__atomic_load_n(&statAPITrace, __ATOMIC_RELAXED) > traceThreshold(kind), 0);
+    return __builtin_expect(currentTraceLevel() > traceThreshold(kind), 0);
 #endif
 }
 
@@ -216,6 +220,22 @@ inline void trace(Values... values) {
     }
 }
 
+// What runs once for each item is compiled twice, with and without its line sites, and a call chooses when it begins:
+// a site that writes nothing still loads the level and branches, and an item passes twenty of them.
+enum class Tracing { Off, On };
+
+inline Tracing tracingNow() {
+    return traces(TraceKind::Exception) ? Tracing::On : Tracing::Off;
+}
+
+// A line site of such a function.
+template <Tracing Sites, const TracePoint& Point, class... Values>
+inline void trace(Values... values) {
+    if constexpr (Sites == Tracing::On) {
+        trace<Point>(values...);
+    }
+}
+
 inline void* allocateZeroed(size_t size) {
     return calloc(1, size);
 }
@@ -257,13 +277,19 @@ inline void traceData(const StorageArea& area) {
     }
 }
 
-// The process id once it is kept, else 0. Each item of a walk is checked against it, and would cost more than all the
-// rest if the system had to be asked.
+// The ids of process and thread once they are kept, else 0. Each item of a walk is checked against them, and would
+// cost more than all the rest if the system had to be asked.
 inline unsigned keptPid = 0;
+[[gnu::tls_model("initial-exec")]] inline constinit thread_local pthread_t keptTid = 0;
 
 // Keep the process id from now on; a forked child has to keep its own.
 inline void keepPid() {
     __atomic_store_n(&keptPid, static_cast<unsigned>(getpid()), __ATOMIC_RELAXED);
+}
+
+// False also when the caller's ids are not kept: then checkOwner() tells.
+inline bool isKnownOwner(unsigned owningPid, pthread_t owningTid) {
+    return owningPid == __atomic_load_n(&keptPid, __ATOMIC_RELAXED) && pthread_equal(owningTid, keptTid) != 0;
 }
 
 // Is the caller the owner? 0, ZOLSTATS_WRONG_PROCESS or ZOLSTATS_WRONG_THREAD, with the line that tells so.
@@ -281,6 +307,7 @@ int checkOwner(unsigned owningPid, pthread_t owningTid) {
         trace<OtherThread>(tid, static_cast<unsigned>(owningTid));
         return ZOLSTATS_WRONG_THREAD;
     }
+    keptTid = pthread_self();
     return ZOLSTATS_OK;
 }
 

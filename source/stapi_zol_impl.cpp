@@ -40,12 +40,12 @@ int stapiState = 0;                                     // 1 once the library is
 char stapiVersion[32000] = "";                          // handed out to applications
 int traceHeaderWrite = 0;  // 1 once the destination has its banner; guarded by traceLock
 
-int currentTraceLevel() {
-    return __atomic_load_n(&statAPITrace, __ATOMIC_RELAXED);
-}
-
 void setTraceLevel(int level) {
     __atomic_store_n(&statAPITrace, level, __ATOMIC_RELAXED);
+}
+
+bool isInitialised() {
+    return __builtin_expect(__atomic_load_n(&stapiState, __ATOMIC_ACQUIRE) != 0, 1);
 }
 
 // A child process has an id of its own, and may have been forked while another thread of its parent held a lock, which
@@ -517,14 +517,16 @@ int query(void* gwTok, const char* ids, ResultSetToken** resultSet) {
 
 struct SetReader {
     unsigned char* at;
-    int64_t left;  // bytes from here to the end of the capacity
+    int64_t
+        left;  // bytes from here to the end of the capacity; if that is not stated, as many as can be counted
 
     SetReader(const ResultSetToken& set, unsigned char* position)
         : at(position),
-          left(set.resultSetBufferLen > 0 ? set.resultSetBufferLen - (position - set.head) : INT64_MAX) {}
+          left(set.resultSetBufferLen > 0 ? set.resultSetBufferLen - (position - set.head) : INT32_MAX) {}
 
-    bool skip(int64_t count) {
-        if (count < 0 || count > left) {
+    // One comparison: a negative count becomes one that is always too large.
+    bool skip(int32_t count) {
+        if (static_cast<uint32_t>(count) > left) {
             return false;
         }
         at += count;
@@ -550,11 +552,16 @@ struct SetReader {
         return skip(length);
     }
 
+    template <Tracing Sites>
     bool isAtEnd() const {
-        int terminator = 1;
-        if (left >= INTEGER_LENGTH) {
-            checkTerminator(at, &terminator);
+        if (left < INTEGER_LENGTH) {
+            return true;
         }
+        if constexpr (Sites == Tracing::Off) {
+            return static_cast<uint32_t>(loadInteger(at)) == RESULT_SET_TERMINATOR;
+        }
+        int terminator = 1;
+        checkTerminator(at, &terminator);
         return terminator != 0;
     }
 };
@@ -592,40 +599,48 @@ int32_t idLength(const IdData& item) {
 // Where the four workers differ.
 struct Walk {
     bool rewinds;
-    const TracePoint &header, &subsetEnd, &done;
+    const TracePoint &entry, &header, &subsetEnd, &done, &exit;
     const TracePoint &notStarted = NO_LINE, &caching = NO_LINE, &rejected = NO_LINE;
     const TracePoint &itemLength = NO_LINE, &itemPosition = NO_LINE;
 };
 
 constexpr Walk FIRST_STAT{
     .rewinds = true,
+    .entry = firstStatEntry,
     .header = firstStatHeader,
     .subsetEnd = firstStatSubsetEnd,
     .done = firstStatDone,
+    .exit = firstStatExit,
     .caching = firstStatCaching,
 };
 constexpr Walk NEXT_STAT{
     .rewinds = false,
+    .entry = nextStatEntry,
     .header = nextStatHeader,
     .subsetEnd = nextStatSubsetEnd,
     .done = nextStatDone,
+    .exit = nextStatExit,
     .notStarted = nextStatNotStarted,
     .rejected = nextStatRejected,
     .itemPosition = nextStatItem,
 };
 constexpr Walk FIRST_ID{
     .rewinds = true,
+    .entry = firstIdEntry,
     .header = firstIdHeader,
     .subsetEnd = firstIdSubsetEnd,
     .done = firstIdDone,
+    .exit = firstIdExit,
     .rejected = firstIdRejected,
     .itemLength = firstIdItem,
 };
 constexpr Walk NEXT_ID{
     .rewinds = false,
+    .entry = nextIdEntry,
     .header = nextIdHeader,
     .subsetEnd = nextIdSubsetEnd,
     .done = nextIdDone,
+    .exit = nextIdExit,
     .notStarted = nextIdNotStarted,
     .rejected = nextIdRejected,
     .itemPosition = nextIdItem,
@@ -637,32 +652,33 @@ void moveTo(ResultSetToken* set, unsigned char* position) {
 }
 
 // Stand before the first element. A set that ends where its element count should be has none.
-template <const Walk& How, class Record>
-void start(ResultSetToken* set, Record* record) {
+template <Tracing Sites, const Walk& How, class Record>
+[[gnu::noinline]] void start(ResultSetToken* set, Record* record) {
     memcpy(record->eyecatcher, set->head, EYECATCHER_LENGTH);
     SetReader reader(*set, set->head + EYECATCHER_LENGTH);
-    const bool isEmpty = reader.isAtEnd();
+    const bool isEmpty = reader.isAtEnd<Sites>();
     set->queryCount = isEmpty ? 0 : loadInteger(reader.at);
     set->queryIndex = 1;
     set->elementResultIndex = 0;
     moveTo(set, isEmpty ? reader.at : set->head + SET_HEADER_LENGTH);
     if constexpr (How.notStarted.number != 0) {
-        trace<How.notStarted>(set, set->next);
+        trace<Sites, How.notStarted>(set, set->next);
     }
 }
 
 // Read an element's query and code, and remember them for its further items.
-template <const Walk& How>
+template <Tracing Sites, const Walk& How>
 bool readHeader(ResultSetToken* set, SetReader& reader) {
     const unsigned char* start = reader.at;
     if (!reader.readText(set->queryElementPtr, set->queryElementLen) ||
         !reader.readInteger(set->queryElementRC)) {
         return false;
     }
-    trace<How.header>(set->queryIndex, set->queryCount, set, start, set->queryElementLen,
-                      set->queryElementPtr, set->queryElementRC);
+    trace<Sites, How.header>(set->queryIndex, set->queryCount, set, start, set->queryElementLen,
+                             set->queryElementPtr, set->queryElementRC);
     if constexpr (How.caching.number != 0) {
-        trace<How.caching>(set, start, set->queryElementLen, set->queryElementPtr, set->queryElementRC);
+        trace<Sites, How.caching>(set, start, set->queryElementLen, set->queryElementPtr,
+                                  set->queryElementRC);
     }
     return true;
 }
@@ -674,10 +690,10 @@ void fillQuery(const ResultSetToken& set, Record* record) {
     record->queryElementRC = set.queryElementRC;
 }
 
-template <const Walk& How, class Record>
+template <Tracing Sites, const Walk& How, class Record>
 int finishRejected(ResultSetToken* set, Record* record, const SetReader& reader) {
     if constexpr (How.rejected.number != 0) {
-        trace<How.rejected>(set, record, set->queryElementRC);
+        trace<Sites, How.rejected>(set, record, set->queryElementRC);
     }
     ++set->queryIndex;
     moveTo(set, reader.at);
@@ -685,55 +701,78 @@ int finishRejected(ResultSetToken* set, Record* record, const SetReader& reader)
 }
 
 // Read an item and stand before the next. An element has one item at least, whatever it counts.
-template <const Walk& How, class Record>
+template <Tracing Sites, const Walk& How, class Record>
 int takeItem(ResultSetToken* set, Record* record, SetReader& reader, int32_t itemIndex) {
     if (!readItem(reader, *record)) {
         return ZOLSTATS_NO_MORE_ITEMS;
     }
     if constexpr (How.itemLength.number != 0) {
-        trace<How.itemLength>(set->queryIndex, idLength(*record));
+        trace<Sites, How.itemLength>(set->queryIndex, idLength(*record));
     }
     if constexpr (How.itemPosition.number != 0) {
-        trace<How.itemPosition>(set->queryIndex, itemIndex, set, reader.at, idLength(*record));
+        trace<Sites, How.itemPosition>(set->queryIndex, itemIndex, set, reader.at, idLength(*record));
     }
     set->elementResultIndex = itemIndex + 1;
     if (set->elementResultIndex > set->elementResultCount) {
         set->elementResultIndex = 0;
         ++set->queryIndex;
-        trace<How.subsetEnd>(set->queryIndex, set);
+        trace<Sites, How.subsetEnd>(set->queryIndex, set);
     }
     moveTo(set, reader.at);
-    trace<How.done>(set);
+    trace<Sites, How.done>(set);
     return ZOLSTATS_OK;
 }
 
-// One step of a walk. The token moves on only when the step succeeds, so that a walk that met the end, or
-// would leave the buffer, stays there until it is started again.
-template <const Walk& How, class Record>
-int walk(ResultSetToken* set, Record* record) {
-    if (How.rewinds || set->queryIndex == 0) {
-        start<How>(set, record);
-    }
+// The first item of an element, or an element that the Gateway rejected.
+template <Tracing Sites, const Walk& How, class Record>
+[[gnu::noinline]] int beginElement(ResultSetToken* set, Record* record) {
     SetReader reader(*set, set->next);
-    if (reader.isAtEnd()) {
-        return ZOLSTATS_NO_MORE_ITEMS;
-    }
-    int32_t itemIndex = set->elementResultIndex;
-    const bool isNewElement = itemIndex == 0;
-    if (isNewElement && !readHeader<How>(set, reader)) {
+    if (reader.isAtEnd<Sites>() || !readHeader<Sites, How>(set, reader)) {
         return ZOLSTATS_NO_MORE_ITEMS;
     }
     fillQuery(*set, record);
-    if (isNewElement) {
-        if (set->queryElementRC < 0) {
-            return finishRejected<How>(set, record, reader);
-        }
-        if (!reader.readInteger(set->elementResultCount)) {
-            return ZOLSTATS_NO_MORE_ITEMS;
-        }
-        itemIndex = 1;
+    if (set->queryElementRC < 0) {
+        return finishRejected<Sites, How>(set, record, reader);
     }
-    return takeItem<How>(set, record, reader, itemIndex);
+    if (!reader.readInteger(set->elementResultCount)) {
+        return ZOLSTATS_NO_MORE_ITEMS;
+    }
+    return takeItem<Sites, How>(set, record, reader, 1);
+}
+
+// A further item of the element.
+template <Tracing Sites, const Walk& How, class Record>
+int continueElement(ResultSetToken* set, Record* record) {
+    SetReader reader(*set, set->next);
+    if (reader.isAtEnd<Sites>()) {
+        return ZOLSTATS_NO_MORE_ITEMS;
+    }
+    fillQuery(*set, record);
+    return takeItem<Sites, How>(set, record, reader, set->elementResultIndex);
+}
+
+// The token moves on only when the step succeeds, so that a walk that met the end, or would leave the buffer, stays
+// there until it is started again.
+template <Tracing Sites, const Walk& How, class Record>
+int step(ResultSetToken* set, Record* record) {
+    if (How.rewinds || set->queryIndex == 0) {
+        start<Sites, How>(set, record);
+    }
+    return set->elementResultIndex == 0 ? beginElement<Sites, How>(set, record)
+                                        : continueElement<Sites, How>(set, record);
+}
+
+// One step of a walk.
+template <Tracing Sites, const Walk& How, class Record>
+int walk(ResultSetToken* set, Record* record) {
+    trace<Sites, How.entry>(set, record);
+    const int rc = step<Sites, How>(set, record);
+    if constexpr (How.rewinds) {
+        trace<Sites, How.exit>(rc == ZOLSTATS_NO_MORE_ITEMS ? 1 : 0, rc);
+    } else {
+        trace<Sites, How.exit>(rc);
+    }
+    return rc;
 }
 
 bool holds(const ResultSetToken& set, const char* eyecatcher) {
@@ -741,45 +780,48 @@ bool holds(const ResultSetToken& set, const char* eyecatcher) {
     return hasRoom && memcmp(set.head, eyecatcher, EYECATCHER_LENGTH) == 0;
 }
 
+template <Tracing Sites>
 int checkSetOwner(ResultSetToken* set) {
+    if (Sites == Tracing::Off && __builtin_expect(isKnownOwner(set->owningPid, set->owningTid), 1)) {
+        return ZOLSTATS_OK;
+    }
     return set->owner == OWNER_API ? verifyAPIResultSetTokenOwner(set) : ZOLSTATS_OK;
 }
 
 // What the public calls of the walk add to a worker.
-template <class Record>
 struct WalkCall {
-    int (*worker)(ResultSetToken*, Record*);
+    const Walk& walk;
     const char* content;
     int nullRecordRc;
     const TracePoint &entry, &wrongContent, &exit;
 };
 
-constexpr WalkCall<StatData> GET_FIRST_STAT{
-    .worker = getFirstStatInternal,
+constexpr WalkCall GET_FIRST_STAT{
+    .walk = FIRST_STAT,
     .content = STATS_SET_EYECATCHER,
     .nullRecordRc = ZOLSTATS_NULL_STAT_DATA,
     .entry = firstStatCallEntry,
     .wrongContent = firstStatCallContent,
     .exit = firstStatCallExit,
 };
-constexpr WalkCall<StatData> GET_NEXT_STAT{
-    .worker = getNextStatInternal,
+constexpr WalkCall GET_NEXT_STAT{
+    .walk = NEXT_STAT,
     .content = STATS_SET_EYECATCHER,
     .nullRecordRc = ZOLSTATS_NULL_STAT_DATA,
     .entry = nextStatCallEntry,
     .wrongContent = nextStatCallContent,
     .exit = nextStatCallExit,
 };
-constexpr WalkCall<IdData> GET_FIRST_ID{
-    .worker = getFirstIdInternal,
+constexpr WalkCall GET_FIRST_ID{
+    .walk = FIRST_ID,
     .content = IDS_SET_EYECATCHER,
     .nullRecordRc = ZOLSTATS_NULL_ID_DATA,
     .entry = firstIdCallEntry,
     .wrongContent = firstIdCallContent,
     .exit = firstIdCallExit,
 };
-constexpr WalkCall<IdData> GET_NEXT_ID{
-    .worker = getNextIdInternal,
+constexpr WalkCall GET_NEXT_ID{
+    .walk = NEXT_ID,
     .content = IDS_SET_EYECATCHER,
     .nullRecordRc = ZOLSTATS_NULL_ID_DATA,
     .entry = nextIdCallEntry,
@@ -787,7 +829,7 @@ constexpr WalkCall<IdData> GET_NEXT_ID{
     .exit = nextIdCallExit,
 };
 
-template <const auto& Call, class Record>
+template <Tracing Sites, const WalkCall& Call, class Record>
 int checkWalk(ResultSetToken* set, const Record* record) {
     if (set == nullptr) {
         return ZOLSTATS_NULL_RESULT_SET;
@@ -799,24 +841,33 @@ int checkWalk(ResultSetToken* set, const Record* record) {
         return ZOLSTATS_NO_BUFFER;
     }
     if (!holds(*set, Call.content)) {
-        trace<Call.wrongContent>();
+        trace<Sites, Call.wrongContent>();
         return ZOLSTATS_WRONG_CONTENT;
     }
-    return checkSetOwner(set);
+    return checkSetOwner<Sites>(set);
 }
 
-template <const auto& Call, class Record>
-int callWalk(ResultSetToken* set, Record* record) {
+template <Tracing Sites, const WalkCall& Call, class Record>
+int checkAndWalk(ResultSetToken* set, Record* record) {
+    const int rc = checkWalk<Sites, Call>(set, record);
+    return rc != 0 ? rc : walk<Sites, Call.walk>(set, record);
+}
+
+template <const WalkCall& Call, class Record>
+[[gnu::noinline]] int initialiseAndWalk(ResultSetToken* set, Record* record) {
     int rc = stapiInit();
     trace<Call.entry>(set, record);
     if (rc == 0) {
-        rc = checkWalk<Call>(set, record);
-    }
-    if (rc == 0) {
-        rc = Call.worker(set, record);
+        rc = checkAndWalk<Tracing::On, Call>(set, record);
     }
     trace<Call.exit>(rc);
     return rc;
+}
+
+template <const WalkCall& Call, class Record>
+[[gnu::flatten]] int callWalk(ResultSetToken* set, Record* record) {
+    return isInitialised() && tracingNow() == Tracing::Off ? checkAndWalk<Tracing::Off, Call>(set, record)
+                                                           : initialiseAndWalk<Call>(set, record);
 }
 
 // ---- Result sets as a whole
@@ -835,7 +886,7 @@ int checkSource(ResultSetToken* set) {
         trace<WrongContent>();
         return ZOLSTATS_WRONG_CONTENT;
     }
-    return checkSetOwner(set);
+    return checkSetOwner<Tracing::On>(set);
 }
 
 int checkCopy(ResultSetToken* source, ResultSetToken** target) {
@@ -997,7 +1048,7 @@ using namespace zolstats;
 extern "C" {
 
 int stapiInit(void) {
-    if (__atomic_load_n(&stapiState, __ATOMIC_ACQUIRE) != 0) {
+    if (isInitialised()) {
         return ZOLSTATS_OK;
     }
     pthread_mutex_lock(&initMutex);
@@ -1215,31 +1266,19 @@ int getNextId(ResultSetToken* resultSet, IdData* idData) {
 }
 
 int getFirstStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    trace<firstStatEntry>(rsPtr, statDataPtr);
-    const int rc = walk<FIRST_STAT>(rsPtr, statDataPtr);
-    trace<firstStatExit>(rc == ZOLSTATS_NO_MORE_ITEMS ? 1 : 0, rc);
-    return rc;
+    return walk<Tracing::On, FIRST_STAT>(rsPtr, statDataPtr);
 }
 
 int getNextStatInternal(ResultSetToken* rsPtr, StatData* statDataPtr) {
-    trace<nextStatEntry>(rsPtr, statDataPtr);
-    const int rc = walk<NEXT_STAT>(rsPtr, statDataPtr);
-    trace<nextStatExit>(rc);
-    return rc;
+    return walk<Tracing::On, NEXT_STAT>(rsPtr, statDataPtr);
 }
 
 int getFirstIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    trace<firstIdEntry>(rsPtr, idDataPtr);
-    const int rc = walk<FIRST_ID>(rsPtr, idDataPtr);
-    trace<firstIdExit>(rc == ZOLSTATS_NO_MORE_ITEMS ? 1 : 0, rc);
-    return rc;
+    return walk<Tracing::On, FIRST_ID>(rsPtr, idDataPtr);
 }
 
 int getNextIdInternal(ResultSetToken* rsPtr, IdData* idDataPtr) {
-    trace<nextIdEntry>(rsPtr, idDataPtr);
-    const int rc = walk<NEXT_ID>(rsPtr, idDataPtr);
-    trace<nextIdExit>(rc);
-    return rc;
+    return walk<Tracing::On, NEXT_ID>(rsPtr, idDataPtr);
 }
 
 // ---- Result sets as a whole

@@ -1,11 +1,13 @@
-// The four workers that walk a result set, on buffers made by hand.
-// The checks of the public calls around them are not tested here, nor are their trace lines.
+// Walks of result sets on buffers made by hand: by the four workers, which have the trace's line sites, and by the
+// public calls, which go a way without them while nothing is traced.
+// The checks of the public calls are not tested here, nor are the trace lines.
 // The layout of a result set buffer is told in stapi_zol_resultsetbuffer.h.
 #include <gmock/gmock.h>
 
 #include <climits>
 #include <optional>
 #include <string>
+#include <tuple>
 
 #include "stapi_zol_impl.h"
 #include "support/hand_made_set.h"
@@ -13,11 +15,13 @@
 namespace {
 
 using namespace testing_support;
+using testing::Combine;
 using testing::Each;
 using testing::ElementsAre;
 using testing::Values;
 
 enum class Kind { Stats, Ids };
+enum class By { Workers, Calls };
 
 // What one step of a walk tells, whatever the kind of set.
 struct Step {
@@ -45,9 +49,10 @@ std::string dataOf(const std::string& id) {
     return "data of " + id;
 }
 
-class Walk : public testing::TestWithParam<Kind> {
+class Walk : public testing::TestWithParam<std::tuple<Kind, By>> {
   protected:
-    static bool walksStats() { return GetParam() == Kind::Stats; }
+    static bool walksStats() { return std::get<Kind>(GetParam()) == Kind::Stats; }
+    static bool usesCalls() { return std::get<By>(GetParam()) == By::Calls; }
     static Bytes item(const std::string& id) { return walksStats() ? statItem(id, dataOf(id)) : idItem(id); }
     static Bytes answer(const std::string& query, const std::vector<std::string>& ids, int code = 0) {
         std::vector<Bytes> items;
@@ -69,12 +74,16 @@ class Walk : public testing::TestWithParam<Kind> {
     ResultSetToken& token() { return *set_->token(); }
 
     Step first() {
-        return walksStats() ? told(getFirstStatInternal(&token(), &stat_))
-                            : told(getFirstIdInternal(&token(), &id_));
+        if (walksStats()) {
+            return told((usesCalls() ? getFirstStat : getFirstStatInternal)(&token(), &stat_));
+        }
+        return told((usesCalls() ? getFirstId : getFirstIdInternal)(&token(), &id_));
     }
     Step next() {
-        return walksStats() ? told(getNextStatInternal(&token(), &stat_))
-                            : told(getNextIdInternal(&token(), &id_));
+        if (walksStats()) {
+            return told((usesCalls() ? getNextStat : getNextStatInternal)(&token(), &stat_));
+        }
+        return told((usesCalls() ? getNextId : getNextIdInternal)(&token(), &id_));
     }
 
     // The ids of all items from the first on; an element that was rejected counts as "query!".
@@ -114,9 +123,12 @@ class Walk : public testing::TestWithParam<Kind> {
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(Of, Walk, Values(Kind::Stats, Kind::Ids), [](const auto& instance) {
-    return instance.param == Kind::Stats ? "Statistics" : "Ids";
-});
+INSTANTIATE_TEST_SUITE_P(Of, Walk, Combine(Values(Kind::Stats, Kind::Ids), Values(By::Workers, By::Calls)),
+                         [](const auto& instance) {
+                             return std::string(std::get<Kind>(instance.param) == Kind::Stats ? "Statistics"
+                                                                                              : "Ids") +
+                                    (std::get<By>(instance.param) == By::Workers ? "ByWorkers" : "ByCalls");
+                         });
 
 // ---- Through a well-formed set
 
@@ -427,6 +439,14 @@ TEST_P(Walk, TrustsABufferWithoutAStatedCapacity) {
     }
 }
 
+TEST_P(Walk, EndsAtANegativeLengthAlsoWithoutAStatedCapacity) {
+    for (const int length : {-1, INT_MIN}) {
+        load({answer("Q", {"A"}), counted("Q") + integer(0) + integer(1) + integer(length) + "id..."});
+        stateCapacity(0);
+        EXPECT_THAT(walkAll(), ElementsAre("A")) << length;
+    }
+}
+
 TEST_P(Walk, EndsAtALengthThatLeadsOutOfTheBuffer) {
     for (const int length : {-1, INT_MIN, INT_MAX, 6, 1000}) {
         // Five bytes follow each of these lengths.
@@ -467,6 +487,19 @@ TEST_P(Walk, LeavesTheItemInTheRecordAloneWhenItCannotReadTheNext) {
     first();
     ASSERT_EQ(next(), end());
     EXPECT_EQ(walksStats() ? text(stat_.statId, stat_.statIdLen) : text(id_.id, id_.idLen), "A");
+}
+
+// The calls do not get as far: such a set holds neither statistics nor ids.
+TEST(WalkByWorkers, EndsInACapacityWithoutRoomForTheEyecatcher) {
+    const Bytes whole = statsSet({answered("Q", 0, {statItem("A", "1")})});
+    for (const int capacity : {1, 7}) {
+        HandMadeSet set(whole);
+        set->resultSetBufferLen = capacity;
+        StatData stat{};
+        IdData id{};
+        EXPECT_EQ(getFirstStatInternal(set.token(), &stat), END);
+        EXPECT_EQ(getFirstIdInternal(set.token(), &id), END);
+    }
 }
 
 // A statistic has a second length, which can lie as well.
