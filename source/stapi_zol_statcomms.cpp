@@ -32,7 +32,9 @@ constexpr int PROTOCOL_VERSION_AT = 8;
 
 constexpr int BLOCK_DATA = 0x77;       // a block of data with a one-byte length
 constexpr int BLOCK_DATA_LONG = 0x7A;  // a block of data with a four-byte length
-constexpr int RESPONSES_COUNTED = 1;   // form byte of call data that tells how many responses it has
+constexpr int MARK_LENGTH = 5;         // what stands in front of a statistic's block
+constexpr int CHUNK = 16;
+constexpr int RESPONSES_COUNTED = 1;  // form byte of call data that tells how many responses it has
 
 // With this reason a result of -4 means that the connection has gone. (A return code of -4 in a reply's
 // header is its own reason, so that it does not come here.)
@@ -139,19 +141,22 @@ int storeProtocolVersion(GatewayToken* token, const unsigned char* payload, int 
 
 // ---- Reading call data
 
-// A position in call data. Skipping past the end is no fault, reading there is; after a fault all reads give
-// 0.
+// A position in call data. Skipping past the end is no fault, reading there is; after a fault nothing is there any
+// more, and all reads give 0.
 struct CallData {
     const unsigned char* bytes;
     int64_t length;
-    int64_t at;
-    int64_t faultAt;  // offset of the first fault; negative while there is none
+    int64_t at = 0;
+    int64_t faultAt = NO_FAULT;  // offset of the first fault
 
-    bool has(int64_t count) const { return faultAt < 0 && count <= length - at; }
+    static constexpr int64_t NO_FAULT = -1;
+
+    bool has(int64_t count) const { return count <= length - at; }
 
     void fail(int64_t offset) {
-        if (faultAt < 0) {
+        if (faultAt == NO_FAULT) {
             faultAt = offset;
+            length = -1;
         }
     }
 
@@ -195,32 +200,33 @@ struct CallData {
 
 // ---- Writing the result set buffer
 
-// The end of what was written to a buffer that grows. After a failed growth nothing more is written.
+// The end of what was written to a buffer that grows. After a failed growth there is no room for anything.
+template <Tracing Sites>
 struct SetWriter {
     unsigned char** buffer;
     int* capacity;
-    unsigned char* cursor;
-    int64_t written;  // bytes before the cursor; the terminator does not count
-    int rc;
+    unsigned char* cursor = nullptr;
+    int64_t room = 0;  // bytes behind the cursor
+    int rc = 0;
+
+    int64_t written() const { return *capacity - room; }  // the terminator does not count
 
     bool makeRoom(int64_t count) {
-        while (rc == 0 && written + count > *capacity) {
-            rc = reallocResultsSetBuffer(buffer, capacity, &cursor, static_cast<int>(written));
+        if (__builtin_expect(count > room, 0)) {
+            grow(count);
         }
         return rc == 0;
     }
 
     void add(int value) {
         if (makeRoom(INTEGER_LENGTH)) {
-            addInteger(&cursor, value);
-            written += INTEGER_LENGTH;
+            put(value);
         }
     }
 
     void add(const unsigned char* bytes, int count) {
         if (bytes != nullptr && makeRoom(count)) {
-            addChars(&cursor, bytes, count);
-            written += count;
+            put(bytes, count);
         }
     }
 
@@ -231,7 +237,7 @@ struct SetWriter {
         addTerminator(cursor);
         addPlatformChars(&cursor, eyecatcher, EYECATCHER_LENGTH);
         addInteger(&cursor, elementCount);
-        written = SET_HEADER_LENGTH;
+        room = int64_t{*capacity} - SET_HEADER_LENGTH;
     }
 
     // The terminator, and zeros where a dump's last line may still look.
@@ -240,16 +246,46 @@ struct SetWriter {
             return;
         }
         addTerminator(cursor);
-        const int64_t behind = std::min<int64_t>(RESULT_SET_SLACK, *capacity - written - INTEGER_LENGTH);
+        const int64_t behind = std::min<int64_t>(RESULT_SET_SLACK, room - INTEGER_LENGTH);
         memset(cursor + INTEGER_LENGTH, 0, static_cast<size_t>(behind));
+    }
+
+  private:
+    [[gnu::cold, gnu::noinline]] void grow(int64_t count) {
+        while (rc == 0 && count > room) {
+            const auto kept = static_cast<int>(written());
+            rc = reallocResultsSetBuffer(buffer, capacity, &cursor, kept);
+            room = rc == 0 ? int64_t{*capacity} - kept : -1;
+        }
+    }
+
+    void put(int value) {
+        if constexpr (Sites == Tracing::On) {
+            addInteger(&cursor, value);
+        } else {
+            memcpy(cursor, &value, INTEGER_LENGTH);
+            cursor += INTEGER_LENGTH;
+        }
+        room -= INTEGER_LENGTH;
+    }
+
+    void put(const unsigned char* bytes, int count) {
+        if constexpr (Sites == Tracing::On) {
+            addChars(&cursor, bytes, count);
+        } else {
+            memcpy(cursor, bytes, static_cast<size_t>(count));
+            cursor += count;
+        }
+        room -= count;
     }
 };
 
+template <Tracing Sites>
 struct Parse {
     CallData in;
-    SetWriter out;
+    SetWriter<Sites> out;
 
-    bool going() const { return in.faultAt < 0 && out.rc == 0; }
+    bool going() const { return in.faultAt == CallData::NO_FAULT && out.rc == 0; }
 
     int copyInteger() {
         const int value = in.readWord();
@@ -269,7 +305,8 @@ struct Parse {
 
 // ---- Ids: N times a length and an id, in one run; then an end byte
 
-void parseIds(Parse& parse, int count) {
+template <Tracing Sites>
+void parseIds(Parse<Sites>& parse, int count) {
     for (int item = 0; item < count && parse.going(); ++item) {
         parse.copyText();
     }
@@ -280,62 +317,66 @@ void parseIds(Parse& parse, int count) {
 //     5 bytes not looked at, block marker, block length (1 or 4 bytes), id length, id, data length, data
 // In a long block the data may go on in further blocks.
 
+template <Tracing Sites>
 int nextMarker(const CallData& in) {
     const int marker = in.peekByte();
-    trace<statisticNextBlock>(marker);
+    trace<Sites, statisticNextBlock>(marker);
     return marker;
 }
 
 // Append what follows in further blocks until remaining bytes have come. A block counts whole even if it
 // holds more. The marker is not looked at again once a short block was met.
-void parseFurtherBlocks(Parse& parse, int remaining) {
-    int marker = nextMarker(parse.in);
+template <Tracing Sites>
+void parseFurtherBlocks(Parse<Sites>& parse, int remaining) {
+    int marker = nextMarker<Sites>(parse.in);
     while (marker == BLOCK_DATA_LONG && remaining > 0 && parse.going()) {
         parse.in.skip(3);
         const int count = parse.in.readLength();
         parse.copyBytes(count);
         remaining -= count;
-        trace<statisticLongChunk>(count, remaining);
-        marker = nextMarker(parse.in);
+        trace<Sites, statisticLongChunk>(count, remaining);
+        marker = nextMarker<Sites>(parse.in);
     }
     while (marker == BLOCK_DATA && remaining > 0 && parse.going()) {
         parse.in.skip(1);
         const int count = parse.in.readByte();
         parse.copyBytes(count);
         remaining -= count;
-        trace<statisticShortChunk>(count, remaining);
+        trace<Sites, statisticShortChunk>(count, remaining);
     }
     if (remaining > 0 && !parse.in.has(1)) {
         parse.in.fail(parse.in.at);
     }
 }
 
-void parseLongBlockData(Parse& parse, int dataLength, int inFirstBlock) {
+template <Tracing Sites>
+void parseLongBlockData(Parse<Sites>& parse, int dataLength, int inFirstBlock) {
     if (dataLength <= inFirstBlock) {
         parse.copyBytes(dataLength);
-        trace<statisticInOneChunk>(dataLength);
+        trace<Sites, statisticInOneChunk>(dataLength);
         return;
     }
     parse.copyBytes(inFirstBlock);
-    trace<statisticFirstChunk>(inFirstBlock, dataLength, dataLength - inFirstBlock);
+    trace<Sites, statisticFirstChunk>(inFirstBlock, dataLength, dataLength - inFirstBlock);
     parseFurtherBlocks(parse, dataLength - inFirstBlock);
 }
 
 // From a statistic's mark to the next one. A marker other than the long one is taken for a short block.
-void parseStatistic(Parse& parse) {
+template <Tracing Sites>
+void parseStatistic(Parse<Sites>& parse) {
     CallData& in = parse.in;
-    in.skip(5);
+    in.skip(MARK_LENGTH);
     const int marker = in.readByte();
-    trace<statisticBlock>(marker);
+    trace<Sites, statisticBlock>(marker);
     const bool isLong = marker == BLOCK_DATA_LONG;
     in.skip(isLong ? 2 : 1);
     const int64_t blockLengthAt = in.at;
     const int blockLength = isLong ? in.readLength() : 0;
     if (isLong) {
-        trace<statisticChunkLength>(blockLength);
+        trace<Sites, statisticChunkLength>(blockLength);
     }
     const int idLength = in.readLength();
-    trace<statisticIdLength>(idLength);
+    trace<Sites, statisticIdLength>(idLength);
     parse.out.add(idLength);
     parse.copyBytes(idLength);
     const int dataLength = in.readLength();
@@ -345,15 +386,56 @@ void parseStatistic(Parse& parse) {
     } else if (isLong) {
         parseLongBlockData(parse, dataLength, blockLength - 4 - idLength);
     } else {
-        trace<statisticDataLength>(dataLength);
+        trace<Sites, statisticDataLength>(dataLength);
         parse.copyBytes(dataLength);
     }
     in.skip(2);
 }
 
+// A length and a text, in chunks rather than by a call: up to CHUNK bytes behind both texts are read and written, too.
+unsigned char* copyCounted(unsigned char* to, const unsigned char* text, int32_t length) {
+    memcpy(to, &length, INTEGER_LENGTH);
+    to += INTEGER_LENGTH;
+    for (int copied = 0; copied < length; copied += CHUNK) {
+        memcpy(to + copied, text + copied, CHUNK);
+    }
+    return to + length;
+}
+
+// The usual statistics, each filling one short block: all up to one that does not, or that ends close to the end of the
+// data or of the room. Each costs one look at what is left of both. Returns how many there were.
+template <Tracing Sites>
+int copyShortStatistics(Parse<Sites>& parse, int count) {
+    const unsigned char* at = parse.in.bytes + parse.in.at;
+    int64_t left = parse.in.length - parse.in.at;
+    unsigned char* to = parse.out.cursor;
+    int64_t room = parse.out.room;
+    int copied = 0;
+    for (; copied < count && left >= MARK_LENGTH + CHUNK && at[MARK_LENGTH] == BLOCK_DATA; ++copied) {
+        const int block = at[MARK_LENGTH + 1];
+        const int size = MARK_LENGTH + 2 + block + 2;
+        const unsigned char* id = at + MARK_LENGTH + 4;
+        const int idLength = loadShort(id - 2);
+        const int dataLength = block - 4 - idLength;
+        if (size + CHUNK > std::min(left, room) || dataLength < 0 || loadShort(id + idLength) != dataLength) {
+            break;
+        }
+        to = copyCounted(to, id, idLength);
+        to = copyCounted(to, id + idLength + 2, dataLength);
+        at += size;
+        left -= size;
+        room -= block + 4;
+    }
+    parse.in.at = parse.in.length - left;
+    parse.out.cursor = to;
+    parse.out.room = room;
+    return copied;
+}
+
 // The first mark is found over the class name of the first statistic, and looked for even when there is none.
 // With nothing behind a response without items there is nothing to look for either.
-void parseStatistics(Parse& parse, int count) {
+template <Tracing Sites>
+void parseStatistics(Parse<Sites>& parse, int count) {
     if (count <= 0 && !parse.in.has(4)) {
         return;
     }
@@ -361,6 +443,9 @@ void parseStatistics(Parse& parse, int count) {
     const int classNameLength = parse.in.readLength();
     parse.in.skip(classNameLength + 8);
     for (int item = 0; item < count && parse.going(); ++item) {
+        if constexpr (Sites == Tracing::Off) {
+            item += copyShortStatistics(parse, count - item - 1);
+        }
         parseStatistic(parse);
     }
 }
@@ -375,12 +460,16 @@ struct StatsParser {
                                       &READING = parseStatsDataReading, &EXIT = parseStatsDataExit;
 
     static void code(int) {}
-    static void rejected(Parse& parse, int) { parse.in.skip(1); }
-    static void items(Parse& parse, int count) {
-        parseStatistics(parse, count);
-        trace<parseStatsDataRunningTotal>(static_cast<int>(parse.out.written));
+    template <Tracing Sites>
+    static void rejected(Parse<Sites>& parse, int) {
+        parse.in.skip(1);
     }
-    static void done(const Parse& parse) { trace<parseStatsDataTotal>(static_cast<int>(parse.out.written)); }
+    template <Tracing Sites>
+    static void items(Parse<Sites>& parse, int count) {
+        parseStatistics(parse, count);
+        trace<parseStatsDataRunningTotal>(static_cast<int>(parse.out.written()));
+    }
+    static void done(int written) { trace<parseStatsDataTotal>(written); }
 };
 
 struct IdsParser {
@@ -390,12 +479,16 @@ struct IdsParser {
                                       &READING = parseIdsDataReading, &EXIT = parseIdsDataExit;
 
     static void code(int queryRc) { trace<parseIdsDataCode>(queryRc, queryRc); }
-    static void rejected(Parse& parse, int index) {
+    template <Tracing Sites>
+    static void rejected(Parse<Sites>& parse, int index) {
         trace<parseIdsDataBadElement>(index);
         parse.in.skip(1);
     }
-    static void items(Parse& parse, int count) { parseIds(parse, count); }
-    static void done(const Parse&) {}
+    template <Tracing Sites>
+    static void items(Parse<Sites>& parse, int count) {
+        parseIds(parse, count);
+    }
+    static void done(int) {}
 };
 
 int readResponseCount(CallData& in) {
@@ -416,8 +509,8 @@ void skipResponseHeader(CallData& in) {
 
 // A response: header, query text, return code; then the item count and the items, or an end byte after a
 // rejection.
-template <class Parser>
-void parseResponse(Parse& parse, int index) {
+template <class Parser, Tracing Sites>
+void parseResponse(Parse<Sites>& parse, int index) {
     skipResponseHeader(parse.in);
     parse.copyText();
     const int queryRc = parse.copyInteger();
@@ -432,33 +525,42 @@ void parseResponse(Parse& parse, int index) {
 }
 
 // Complete the set; the answer to malformed call data is an empty one.
-template <class Parser>
-int finishParse(Parse& parse) {
-    const bool malformed = parse.in.faultAt >= 0 && parse.out.rc == 0;
+template <class Parser, Tracing Sites>
+int finishParse(Parse<Sites>& parse, int64_t dataLength) {
+    const bool malformed = parse.in.faultAt != CallData::NO_FAULT && parse.out.rc == 0;
     if (malformed) {
         parse.out.start(Parser::EYECATCHER, 0);
     }
     parse.out.finish();
     if (malformed) {
-        reportMalformed(Parser::NAME, parse.in.faultAt, parse.in.length);
+        reportMalformed(Parser::NAME, parse.in.faultAt, dataLength);
         return parse.out.rc != 0 ? parse.out.rc : ZOLSTATS_EXCHANGE_FAILED;
     }
-    Parser::done(parse);
+    Parser::done(static_cast<int>(parse.out.written()));
     return parse.out.rc;
 }
 
-template <class Parser>
-int parseCallData(const unsigned char* rawData, int64_t rawDataLen, unsigned char** resultSetBuffer,
-                  int* resultSetBufferLen) {
-    trace<Parser::ENTRY>(rawData, *resultSetBuffer, *resultSetBufferLen);
-    Parse parse{{rawData, rawDataLen, 0, -1}, {resultSetBuffer, resultSetBufferLen, nullptr, 0, 0}};
+template <class Parser, Tracing Sites>
+int parseResponses(const unsigned char* rawData, int64_t rawDataLen, unsigned char** resultSetBuffer,
+                   int* resultSetBufferLen) {
+    Parse<Sites> parse{{rawData, rawDataLen}, {resultSetBuffer, resultSetBufferLen}};
     const int responses = readResponseCount(parse.in);
     parse.out.start(Parser::EYECATCHER, responses);
     trace<Parser::RECEIVED>(responses);
     for (int index = 0; index < responses && parse.going(); ++index) {
         parseResponse<Parser>(parse, index);
     }
-    const int rc = finishParse<Parser>(parse);
+    return finishParse<Parser>(parse, rawDataLen);
+}
+
+template <class Parser>
+int parseCallData(const unsigned char* rawData, int64_t rawDataLen, unsigned char** resultSetBuffer,
+                  int* resultSetBufferLen) {
+    trace<Parser::ENTRY>(rawData, *resultSetBuffer, *resultSetBufferLen);
+    // What has no known length is not read ahead of.
+    const bool isUsual = tracingNow() == Tracing::Off && rawDataLen != UNKNOWN_LENGTH;
+    const auto parse = isUsual ? parseResponses<Parser, Tracing::Off> : parseResponses<Parser, Tracing::On>;
+    const int rc = parse(rawData, rawDataLen, resultSetBuffer, resultSetBufferLen);
     trace<Parser::EXIT>(rawData, *resultSetBuffer, *resultSetBufferLen, rc);
     return rc;
 }
