@@ -5,15 +5,20 @@
 
 #include <gmock/gmock.h>
 
+#include "support/trace_capture.h"
+
 namespace {
 
 using namespace testing_support;
 
-// The parsers with the call data's length and without must agree.
-enum class Form { Bounded, Exported };
+// The parsers with the call data's length and without must agree, and so must those that may trace, which they do from
+// level 1 on.
+enum class Form { Bounded, Exported, Traced };
 
 class CallData : public ParserTest, public testing::WithParamInterface<Form> {
   protected:
+    CallData() : trace_(GetParam() == Form::Traced ? ZOLSTATS_TRACE_EXCEPTIONS : ZOLSTATS_TRACE_OFF) {}
+
     void expectStats(const Bytes& callData, const Bytes& expected) {
         expect(statsParser(callData), expected);
     }
@@ -22,25 +27,39 @@ class CallData : public ParserTest, public testing::WithParamInterface<Form> {
   private:
     int statsParser(const Bytes& callData) {
         const MessageBuffer input(callData);
-        return GetParam() == Form::Bounded ? parseStats(callData)
-                                           : parseStatsData(input.data, &buffer.data, &capacity);
+        return GetParam() == Form::Exported ? parseStatsData(input.data, &buffer.data, &capacity)
+                                            : parseStats(callData);
     }
     int idsParser(const Bytes& callData) {
         const MessageBuffer input(callData);
-        return GetParam() == Form::Bounded ? parseIds(callData)
-                                           : parseIdsData(input.data, &buffer.data, &capacity);
+        return GetParam() == Form::Exported ? parseIdsData(input.data, &buffer.data, &capacity)
+                                            : parseIds(callData);
     }
     void expect(int rc, const Bytes& expected) {
         EXPECT_EQ(rc, 0);
         EXPECT_EQ(set(expected), expected);
         EXPECT_EQ(capacity, 32768);
     }
+
+    TraceCapture trace_;
 };
 
-INSTANTIATE_TEST_SUITE_P(WithAndWithoutLength, CallData, testing::Values(Form::Bounded, Form::Exported),
-                         [](const auto& each) {
-                             return each.param == Form::Bounded ? "Bounded" : "Exported";
-                         });
+std::string nameOf(const testing::TestParamInfo<Form>& instance) {
+    constexpr const char* NAMES[] = {"Bounded", "Exported", "Traced"};
+    return NAMES[static_cast<int>(instance.param)];
+}
+const auto EACH_FORM = testing::Values(Form::Bounded, Form::Exported, Form::Traced);
+
+INSTANTIATE_TEST_SUITE_P(Of, CallData, EACH_FORM, nameOf);
+
+// No two of them are the same, up to 256.
+Bytes differentBytes(std::size_t count) {
+    Bytes bytes;
+    while (bytes.size() < count) {
+        bytes += static_cast<char>(bytes.size());
+    }
+    return bytes;
+}
 
 // ---- The form byte and the responses
 
@@ -158,6 +177,17 @@ TEST_P(CallData, OfIdsIsOneRunHoweverLong) {
                       answered("r", 0, {idItem("A")})}));
 }
 
+// Short texts are copied in other ways than long ones.
+TEST_P(CallData, OfIdsTakesIdsOfEveryLength) {
+    std::vector<Bytes> ids;
+    std::vector<Bytes> expected;
+    for (std::size_t length = 0; length < 70; ++length) {
+        ids.push_back(differentBytes(length));
+        expected.push_back(idItem(ids.back()));
+    }
+    expectIds(oneResponse(idsResponse("q", 0, ids)), idsSet({answered("q", 0, expected)}));
+}
+
 TEST_P(CallData, OfIdsTakesAnIdOf32767Bytes) {
     const Bytes id(32767, 'i');
     useCapacity(65536);
@@ -209,6 +239,18 @@ TEST_P(CallData, OfStatisticsDoesNotLookAtTheLengthOfAShortBlock) {
         statsSet({answered("q", 0, {statItem("A", data), statItem("B", "2")})}));
 }
 
+TEST_P(CallData, OfStatisticsTakesIdsAndDataOfEveryLength) {
+    std::vector<Bytes> statistics;
+    std::vector<Bytes> expected;
+    for (std::size_t length = 0; length < 70; ++length) {
+        const Bytes id = differentBytes(length);
+        const Bytes data = differentBytes(69 - length);
+        statistics.push_back(statistic(id, data));
+        expected.push_back(statItem(id, data));
+    }
+    expectStats(oneResponse(statsResponse("q", 0, statistics)), statsSet({answered("q", 0, expected)}));
+}
+
 TEST_P(CallData, OfStatisticsKeepsEveryByteOfTheData) {
     Bytes data;
     for (int value = 0; value < 240; ++value) {
@@ -245,10 +287,7 @@ class Chunks : public CallData {
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(WithAndWithoutLength, Chunks, testing::Values(Form::Bounded, Form::Exported),
-                         [](const auto& each) {
-                             return each.param == Form::Bounded ? "Bounded" : "Exported";
-                         });
+INSTANTIATE_TEST_SUITE_P(Of, Chunks, EACH_FORM, nameOf);
 
 TEST_P(Chunks, OneLongBlockHoldsAllTheData) {
     expectData(longBlock(item("A") + item("data")), 4, "data");
