@@ -2,6 +2,7 @@
 
 Not a test of what it answers (service_test.py).
 """
+import contextlib
 import os
 import pathlib
 import socket
@@ -15,9 +16,12 @@ PROGRAM = os.environ["ZOLSTATS_EXPORTER"]
 
 
 def descriptors(process):
-    """What they lead to, by their numbers."""
-    folder = pathlib.Path(f"/proc/{process.pid}/fd")
-    return {int(entry.name): os.readlink(entry) for entry in folder.iterdir()}
+    """What they lead to, by their numbers, without those that it closes meanwhile."""
+    found = {}
+    for entry in pathlib.Path(f"/proc/{process.pid}/fd").iterdir():
+        with contextlib.suppress(FileNotFoundError):
+            found[int(entry.name)] = os.readlink(entry)
+    return found
 
 
 def listens(process):
