@@ -126,6 +126,13 @@ TEST_F(Limits, CountsWithoutTheirItemsEndTheParse) {
     EXPECT_EQ(parseStats(oneResponse(statsHead("q", 0, INT32_MAX) + statisticClass())), -122);
 }
 
+// The data ends where the buffer does, so that a look behind it is a look out of bounds.
+TEST_F(Limits, AnIdThatLeadsOutOfTheDataIsNotFollowed) {
+    const Bytes block = hex("77 04 FFFF") + Bytes(30, '?');
+    EXPECT_EQ(parseStats(oneResponse(statsResponse("q", 0, {statistic("A", "1"), block, block}))), -122);
+    expectEmptySet(Kind::Stats);
+}
+
 TEST_F(Limits, AContinuationThatNeverComesEndsTheParse) {
     EXPECT_EQ(parseStats(oneResponse(statsHead("q", 0, 1) + statisticClass() + Bytes(5, '?') +
                                      firstBlock("A", 9, "one"))),

@@ -251,6 +251,24 @@ TEST_P(CallData, OfStatisticsTakesIdsAndDataOfEveryLength) {
     expectStats(oneResponse(statsResponse("q", 0, statistics)), statsSet({answered("q", 0, expected)}));
 }
 
+// Runs of usual statistics are copied in another way than what may stand between them.
+TEST_P(CallData, OfStatisticsTakesBlocksOfAllKindsInAnyOrder) {
+    const Bytes inLongBlock = longBlock(item("LONG") + item("block"));
+    const Bytes longer = statistic("A", Bytes(300, 'a'));  // the length of its short block wraps
+    const Bytes tooShort = hex("77 00") + item("B") + item("too short a block");
+    const Bytes tooLong = hex("77 FF") + item("C") + item("too long a block");
+    std::vector<Bytes> statistics;
+    std::vector<Bytes> expected;
+    for (const Bytes& other : {inLongBlock, longer, tooShort, tooLong}) {
+        statistics.insert(statistics.end(), {statistic("S1", "one"), other, other, statistic("S2", "two")});
+    }
+    for (const Bytes& other : {statItem("LONG", "block"), statItem("A", Bytes(300, 'a')),
+                               statItem("B", "too short a block"), statItem("C", "too long a block")}) {
+        expected.insert(expected.end(), {statItem("S1", "one"), other, other, statItem("S2", "two")});
+    }
+    expectStats(oneResponse(statsResponse("q", 0, statistics)), statsSet({answered("q", 0, expected)}));
+}
+
 TEST_P(CallData, OfStatisticsKeepsEveryByteOfTheData) {
     Bytes data;
     for (int value = 0; value < 240; ++value) {
