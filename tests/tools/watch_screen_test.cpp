@@ -227,7 +227,8 @@ class WatchScreenEnd : public WatchScreen {
   protected:
     void watchBetweenTwoLooks() {
         enter("export PID_FILE='" + pidFile().string() + "'");
-        enter("before=$(stty -g); echo marked");
+        enter("before=$(stty -g); echo mar'ked'");
+        waitFor("marked");  // what is typed sooner would stand before it
         enter("sh -c 'trap : INT; echo $$ > $PID_FILE; exec $ZOLSTAT watch'; echo \"ended with $?\"");
         waitFor("MEMORY_FREE_KB");
     }
