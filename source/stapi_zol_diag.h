@@ -221,16 +221,18 @@ inline void trace(Values... values) {
 }
 
 // What runs once for each item is compiled twice, with and without its line sites, and a call chooses when it begins:
-// a site that writes nothing still loads the level and branches, and an item passes twenty of them.
+// a site that writes nothing still loads the level and branches, and an item passes twenty of them. Off is up to the
+// level of exceptions, which are never left out.
 enum class Tracing { Off, On };
 
 inline Tracing tracingNow() {
-    return traces(TraceKind::Exception) ? Tracing::On : Tracing::Off;
+    return traces(TraceKind::Event) ? Tracing::On : Tracing::Off;
 }
 
 // A line site of such a function.
 template <Tracing Sites, const TracePoint& Point, class... Values>
 inline void trace(Values... values) {
+    static_assert(Point.kind != TraceKind::Exception);
     if constexpr (Sites == Tracing::On) {
         trace<Point>(values...);
     }

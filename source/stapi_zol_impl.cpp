@@ -841,7 +841,7 @@ int checkWalk(ResultSetToken* set, const Record* record) {
         return ZOLSTATS_NO_BUFFER;
     }
     if (!holds(*set, Call.content)) {
-        trace<Sites, Call.wrongContent>();
+        trace<Call.wrongContent>();
         return ZOLSTATS_WRONG_CONTENT;
     }
     return checkSetOwner<Sites>(set);

@@ -1,5 +1,5 @@
 // Walks of result sets on buffers made by hand: by the four workers, which have the trace's line sites, and by the
-// public calls, which go a way without them while nothing is traced.
+// public calls, which go a way without them while nothing but exceptions is traced.
 // The checks of the public calls are not tested here, nor are the trace lines.
 // The layout of a result set buffer is told in stapi_zol_resultsetbuffer.h.
 #include <gmock/gmock.h>

@@ -11,13 +11,12 @@ namespace {
 
 using namespace testing_support;
 
-// The parsers with the call data's length and without must agree, and so must those that may trace, which they do from
-// level 1 on.
+// The parsers with the call data's length and without must agree, and so must those that trace more than exceptions.
 enum class Form { Bounded, Exported, Traced };
 
 class CallData : public ParserTest, public testing::WithParamInterface<Form> {
   protected:
-    CallData() : trace_(GetParam() == Form::Traced ? ZOLSTATS_TRACE_EXCEPTIONS : ZOLSTATS_TRACE_OFF) {}
+    CallData() : trace_(GetParam() == Form::Traced ? ZOLSTATS_TRACE_EVENTS : ZOLSTATS_TRACE_OFF) {}
 
     void expectStats(const Bytes& callData, const Bytes& expected) {
         expect(statsParser(callData), expected);
