@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# What demo.sh and test.sh share: the project's root, headings, packages, and an end that leaves no process behind.
+# What the scripts here and bench/run.sh share: the project's root, headings, packages, and an end that leaves no process behind.
 # Sourced, not run. It changes to the root, so that the callers work from any folder.
 
 cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit
@@ -8,12 +8,15 @@ heading() {
     printf '\n== %s (after %d s)\n' "$1" "$SECONDS"
 }
 
-# Debian's packages, from Debian's own tools: what the programs are built with, and what the tests need besides.
+# Debian's packages, from Debian's own tools: what the programs are built with, what they are compared with,
+# and what the tests need besides.
 # shellcheck disable=SC2034  # used where this is sourced
 build_packages=(cmake ninja-build g++ libcli11-dev libcrypt-dev libfmt-dev libgnutls28-dev libmicrohttpd-dev
     libncurses-dev libre2-dev libyaml-cpp-dev nlohmann-json3-dev pkg-config zlib1g-dev)
 # shellcheck disable=SC2034  # likewise
-test_packages=("${build_packages[@]}" default-jdk-headless libgmock-dev libgtest-dev python3 tmux)
+bench_packages=(libbenchmark-dev libhiredis-dev libpq-dev postgresql redis-server)
+# shellcheck disable=SC2034  # likewise
+test_packages=("${build_packages[@]}" "${bench_packages[@]}" default-jdk-headless libgmock-dev libgtest-dev python3 tmux)
 
 missing_packages() {
     local package

@@ -1,0 +1,81 @@
+// The columns without any client: what the network and the kernel take, and what one pass over the bytes adds.
+#include <string>
+
+#include "bare_connection.h"
+#include "column.h"
+#include "one_pass.h"
+#include "requests.h"
+
+namespace bench {
+namespace {
+
+// The two exchanges of a query. Its requests are made beforehand; the Gateway hands out the same admin id again.
+class BareQuery {
+  public:
+    explicit BareQuery(const Ports& ports) : connection_(ports.gateway) {}
+
+    void choose(std::size_t count) { query_ = statisticsRequest(connection_.adminId(), nameOf(count)); }
+
+    // The call data that answers.
+    std::string_view ask() {
+        connection_.exchange(initialise_, ADMIN_HEADER_LENGTH);
+        return connection_.exchange(query_, ADMIN_HEADER_LENGTH).substr(CALL_DATA_AT);
+    }
+
+  private:
+    BareConnection connection_;
+    std::string initialise_ = initialiseRequest();
+    std::string query_;
+};
+
+class Limit : public Column {
+  public:
+    explicit Limit(const Ports& ports) : query_(ports) {}
+
+    void choose(std::size_t count) override { query_.choose(count); }
+    Checksum run() override {
+        query_.ask();
+        return {};
+    }
+    void visit(const Visitor& visitor) override {
+        PackedItems items;
+        items.parse(query_.ask());
+        items.walk(visitor);
+    }
+
+  private:
+    BareQuery query_;
+};
+
+class Ideal : public Column {
+  public:
+    explicit Ideal(const Ports& ports) : query_(ports) {}
+
+    void choose(std::size_t count) override { query_.choose(count); }
+    Checksum run() override {
+        Checksum checksum;
+        items_.parse(query_.ask());
+        items_.walk([&](std::string_view id, std::string_view value) { checksum.add(id, value); });
+        return checksum;
+    }
+    void visit(const Visitor& visitor) override {
+        items_.parse(query_.ask());
+        items_.walk(visitor);
+    }
+
+  private:
+    BareQuery query_;
+    PackedItems items_;
+};
+
+}  // namespace
+
+std::unique_ptr<Column> connectLimit(const Ports& ports) {
+    return std::make_unique<Limit>(ports);
+}
+
+std::unique_ptr<Column> connectIdeal(const Ports& ports) {
+    return std::make_unique<Ideal>(ports);
+}
+
+}  // namespace bench
