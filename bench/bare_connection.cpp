@@ -13,6 +13,7 @@
 #include <string>
 #include <system_error>
 
+#include "one_pass.h"
 #include "requests.h"
 
 namespace bench {
@@ -84,9 +85,9 @@ std::size_t bodyLength(const char* reply, std::size_t headerLength) {
 
 }  // namespace
 
-void Buffer::grow(std::size_t capacity, std::size_t kept) {
+void ReplyBuffer::grow(std::size_t capacity, std::size_t kept) {
     if (capacity > capacity_) {
-        auto grown = std::make_unique_for_overwrite<char[]>(capacity);
+        auto grown = std::make_unique_for_overwrite<char[]>(capacity + PackedItems::READ_AHEAD);
         std::memcpy(grown.get(), bytes_.get(), kept);
         bytes_ = std::move(grown);
         capacity_ = capacity;

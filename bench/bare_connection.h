@@ -13,8 +13,8 @@
 
 namespace bench {
 
-// Bytes that are overwritten without being cleared before.
-class Buffer {
+// Bytes that are overwritten without being cleared before, and some more for a parser that reads ahead.
+class ReplyBuffer {
   public:
     char* data() { return bytes_.get(); }
     [[nodiscard]] std::size_t capacity() const { return capacity_; }
@@ -48,7 +48,7 @@ class BareConnection {
     void introduce();
 
     gateway::Descriptor socket_;
-    Buffer buffer_;
+    ReplyBuffer buffer_;
     std::uint32_t adminId_ = 0;
 };
 

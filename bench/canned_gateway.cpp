@@ -13,7 +13,7 @@
 namespace bench {
 namespace {
 
-constexpr int CONNECTIONS = 8;
+constexpr int CONNECTIONS = 16;
 constexpr std::size_t LONGEST_REQUEST = 4096;
 
 // Any will do, as long as they are always the same.

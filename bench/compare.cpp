@@ -45,8 +45,8 @@ void print(const std::vector<Measured>& all, std::size_t count) {
     const Measured& limit = find(all, "limit");
     const Measured& ideal = find(all, "ideal");
     const Measured& ours = find(all, "zolstats");
-    Table table({"N=" + std::to_string(count), "median us", "p99 us", "ns an item", "/ limit", "/ ideal",
-                 "/ zolstats", "client CPU us", "CPU / ideal", "growth KiB"});
+    Table table({"column", "median us", "p99 us", "ns an item", "/ limit", "/ ideal", "/ zolstats",
+                 "client CPU us", "CPU / ideal", "growth KiB"});
     for (const Measured& each : all) {
         const double middle = median(each.samples);
         table.add({each.name, number(middle), number(quantile(each.samples, 0.99)),
@@ -57,10 +57,9 @@ void print(const std::vector<Measured>& all, std::size_t count) {
                    number(medianRatio(each.cpuRounds, ideal.cpuRounds)),
                    std::to_string(each.residentGrowth / 1024)});
     }
+    std::cout << "N=" << count << ", " << ours.rounds.size() << " rounds of "
+              << ours.samples.size() / ours.rounds.size() << " queries in each column\n";
     table.print(std::cout);
-    std::cout << ours.rounds.size() << " rounds of " << ours.samples.size() / ours.rounds.size()
-              << " queries in each column\n\n"
-              << std::flush;
 }
 
 Results resultsOf(const std::vector<Measured>& all, const std::string& prefix) {
@@ -77,8 +76,6 @@ Results resultsOf(const std::vector<Measured>& all, const std::string& prefix) {
 void compare(const Options& options) {
     std::vector<Entry> entries = connectAll(options.ports);
     for (const std::size_t count : options.sizes) {
-        fillRedis(options.ports, count);
-        fillPostgres(options.ports, count);
         checkAll(entries, count);
         const auto expected = sumOf<Checksum>(makeItems(count));
         const auto measured = measureRounds(contestants(entries, expected), options.seconds);

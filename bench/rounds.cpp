@@ -1,14 +1,13 @@
 #include "rounds.h"
 
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <fstream>
 #include <stdexcept>
 
+#include "resources.h"
 #include "statistics.h"
 
 namespace bench {
@@ -42,6 +41,7 @@ double timed(const std::function<void()>& action) {
 std::size_t runsOfATurn(const std::vector<Contestant>& contestants) {
     double once = 0;
     for (const Contestant& contestant : contestants) {
+        contestant.beforeTurn();
         contestant.action();
         once += timed(contestant.action);
         contestant.afterTurn();
@@ -50,6 +50,7 @@ std::size_t runsOfATurn(const std::vector<Contestant>& contestants) {
 }
 
 void takeTurn(const Contestant& contestant, std::vector<double>& samples, Measured& measured) {
+    contestant.beforeTurn();
     const long residentBefore = residentBytes();
     for (int run = 0; run < WARM_UP_RUNS; ++run) {
         contestant.action();
@@ -84,14 +85,6 @@ std::vector<Measured> measureRounds(const std::vector<Contestant>& contestants, 
         }
     }
     return measured;
-}
-
-long residentBytes() {
-    std::ifstream file("/proc/self/statm");
-    long size = 0;
-    long resident = 0;
-    file >> size >> resident;
-    return resident * ::sysconf(_SC_PAGESIZE);
 }
 
 const Measured& find(const std::vector<Measured>& all, const std::string& name) {

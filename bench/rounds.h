@@ -13,7 +13,8 @@ namespace bench {
 struct Contestant {
     std::string name;
     std::function<void()> action;
-    std::function<void()> afterTurn = [] {};  // not measured
+    std::function<void()> beforeTurn = [] {};  // not measured, nor is afterTurn
+    std::function<void()> afterTurn = [] {};
 };
 
 // What was measured of a contestant. Times are in microseconds.
@@ -28,9 +29,6 @@ struct Measured {
 // Runs rounds until the time is over, at least two. In a round each contestant has a turn of some runs, in order in one
 // round and backwards in the next.
 std::vector<Measured> measureRounds(const std::vector<Contestant>& contestants, double seconds);
-
-// The resident memory of this process, in bytes.
-long residentBytes();
 
 // The one of that name; throws std::out_of_range without it.
 const Measured& find(const std::vector<Measured>& all, const std::string& name);

@@ -7,14 +7,17 @@
 # With a build folder in ZOLSTATS_BENCH_BUILD nothing is installed or built. ZOLSTATS_BENCH_GATEWAY takes the place of the
 # Gateway program, for the test of the checks.
 set -euo pipefail
+# shellcheck source=../scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/common.sh"
 
 build=${ZOLSTATS_BENCH_BUILD:-build/bench}
 time_limit=175
 
 # For how many seconds each thing is measured.
-declare -A seconds=([one_core]=10 [two_cores]=5 [many]=25 [scaling]=5 [open_close]=8 [trace]=8 [in_memory]=25)
+declare -A seconds=([one_core]=10 [two_cores]=5 [many]=25 [scaling]=5 [open_close]=5 [trace]=8 [in_memory]=25)
+scaling_sizes=10,100,1000,10000,100000,1000000
 if [[ ${1-} == --smoke ]]; then
+    scaling_sizes=10,100,1000,10000,100000
     for each in "${!seconds[@]}"; do
         seconds[$each]=0.01
     done
@@ -208,13 +211,34 @@ start_servers
 mapfile -t cores < <(allowed_cores)
 measuring_start=$SECONDS
 
-heading "Query and walk, one core"
 use_cores "${cores[0]}" "${cores[0]}"
+measure fill --sizes 10,100,1000,100000
+
+heading "Query and walk: client and servers on one core"
 measure compare --sizes 10,100,1000 --label one_core --seconds "${seconds[one_core]}"
 
-heading "Query and walk, client and servers on a core each"
+heading "Query and walk: client and servers on a core each"
 use_cores "${cores[-1]}" "${cores[0]}"
 measure compare --sizes 10,100,1000 --label two_cores --seconds "${seconds[two_cores]}"
 measure compare --sizes 100000 --label two_cores --seconds "${seconds[many]}"
 
-heading "Done"
+heading "What a query and a walk need"
+measure count --sizes 10,100,1000,100000
+
+heading "From few to many: client and Gateway on a core each"
+measure scaling --sizes "$scaling_sizes" --seconds "${seconds[scaling]}"
+
+heading "Opening and closing a connection: client and Gateway on one core"
+use_cores "${cores[0]}" "${cores[0]}"
+measure open_close --seconds "${seconds[open_close]}"
+
+heading "Query and walk with trace: client and Gateway on one core"
+measure trace --sizes 1000 --seconds "${seconds[trace]}"
+
+heading "In memory"
+measure in_memory --sizes 100,1000,100000 --seconds "${seconds[in_memory]}"
+
+heading "Targets"
+measure targets
+
+heading "Done: all have read the same values"

@@ -8,23 +8,21 @@
 
 namespace bench {
 
-// The first column is aligned to the left, the others to the right.
 class Table {
   public:
-    explicit Table(std::vector<std::string> titles) : rows_{std::move(titles)} {}
+    explicit Table(std::vector<std::string> titles);
 
-    void add(std::vector<std::string> cells) { rows_.push_back(std::move(cells)); }
+    // A row with too few cells ends in empty ones.
+    void add(std::vector<std::string> cells);
+    // Columns of numbers are aligned to the right, the others to the left. An empty line ends the table.
     void print(std::ostream& out) const;
 
   private:
     std::vector<std::vector<std::string>> rows_;  // the titles first
 };
 
-// A number with as many decimals as it takes to tell three or four digits: 0.123, 1.23, 12.3, 123, 12345.
+// A number with as many decimals as it takes to tell three digits: 0.123, 1.23, 12.3, 123, 12345; a whole one has none.
 std::string number(double value);
-
-// A heading above a table.
-void printHeading(std::ostream& out, const std::string& text);
 
 }  // namespace bench
 
