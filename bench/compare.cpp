@@ -46,7 +46,7 @@ void print(const std::vector<Measured>& all, std::size_t count) {
     const Measured& ideal = find(all, "ideal");
     const Measured& ours = find(all, "zolstats");
     Table table({"column", "median us", "p99 us", "ns an item", "/ limit", "/ ideal", "/ zolstats",
-                 "client CPU us", "CPU / ideal", "growth KiB"});
+                 "client CPU us", "CPU / ideal"});
     for (const Measured& each : all) {
         const double middle = median(each.samples);
         table.add({each.name, number(middle), number(quantile(each.samples, 0.99)),
@@ -54,8 +54,7 @@ void print(const std::vector<Measured>& all, std::size_t count) {
                    number(medianRatio(each.rounds, limit.rounds)),
                    number(medianRatio(each.rounds, ideal.rounds)),
                    number(medianRatio(each.rounds, ours.rounds)), number(median(each.cpuRounds)),
-                   number(medianRatio(each.cpuRounds, ideal.cpuRounds)),
-                   std::to_string(each.residentGrowth / 1024)});
+                   number(medianRatio(each.cpuRounds, ideal.cpuRounds))});
     }
     std::cout << "N=" << count << ", " << ours.rounds.size() << " rounds of "
               << ours.samples.size() / ours.rounds.size() << " queries in each column\n";

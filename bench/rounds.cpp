@@ -7,7 +7,6 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "resources.h"
 #include "statistics.h"
 
 namespace bench {
@@ -51,7 +50,6 @@ std::size_t runsOfATurn(const std::vector<Contestant>& contestants) {
 
 void takeTurn(const Contestant& contestant, std::vector<double>& samples, Measured& measured) {
     contestant.beforeTurn();
-    const long residentBefore = residentBytes();
     for (int run = 0; run < WARM_UP_RUNS; ++run) {
         contestant.action();
     }
@@ -60,10 +58,8 @@ void takeTurn(const Contestant& contestant, std::vector<double>& samples, Measur
         sample = timed(contestant.action);
     }
     const double processorTime = processorMicroseconds() - processorBefore;
-    const long growth = residentBytes() - residentBefore;
     contestant.afterTurn();
 
-    measured.residentGrowth += measured.rounds.empty() ? 0 : growth;
     measured.rounds.push_back(median(samples));
     measured.cpuRounds.push_back(processorTime / static_cast<double>(samples.size()));
     measured.samples.insert(measured.samples.end(), samples.begin(), samples.end());

@@ -23,7 +23,6 @@ struct Measured {
     std::vector<double> samples{};    // each run of the action
     std::vector<double> rounds{};     // the median of each round's samples
     std::vector<double> cpuRounds{};  // processor time of this process for one run, by round
-    long residentGrowth = 0;          // bytes, in all its turns but the first
 };
 
 // Runs rounds until the time is over, at least two. In a round each contestant has a turn of some runs, in order in one

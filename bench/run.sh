@@ -10,7 +10,7 @@ set -euo pipefail
 # shellcheck source=../scripts/common.sh
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/common.sh"
 
-build=${ZOLSTATS_BENCH_BUILD:-build/bench}
+build=$(realpath -m "${ZOLSTATS_BENCH_BUILD:-build/bench}")
 time_limit=175
 
 # For how many seconds each thing is measured.
@@ -40,7 +40,7 @@ if ((EUID == 0)); then
 fi
 
 make_folders() {
-    scratch=$(mktemp -d "$PWD/build/bench.XXXXXX")
+    scratch=$(mktemp -d "$build/run.XXXXXX")
     chmod 755 "$scratch"
     postgres_folder=$scratch
     if ! setpriv "${as_postgres[@]}" test -x "$scratch"; then

@@ -70,7 +70,7 @@ guarded() {
 end_guarded() {
     if [[ -n $group ]]; then
         kill -- "-$group" 2>/dev/null || true
-        wait 2>/dev/null || true
+        wait "$group" 2>/dev/null || true
     fi
 }
 

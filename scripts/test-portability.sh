@@ -39,11 +39,11 @@ build_googletest() {
     cmake --build "$build/googletest-build" --target install
 }
 
-# The tools and examples stay out: they need libraries that Debian has only for the machine that it runs on.
+# The tools, the examples and the comparison stay out: they need libraries that Debian has only for the machine that it runs on.
 build_tests() {
     cmake --preset release -B "$build" --toolchain "$toolchain" --log-level=WARNING -DCMAKE_BUILD_TYPE=Release \
         -DCMAKE_PREFIX_PATH="$build/googletest" -DCMAKE_GTEST_DISCOVER_TESTS_DISCOVERY_MODE=PRE_TEST \
-        -DZOLSTATS_BUILD_TOOLS=OFF -DZOLSTATS_BUILD_EXAMPLES=OFF
+        -DZOLSTATS_BUILD_TOOLS=OFF -DZOLSTATS_BUILD_EXAMPLES=OFF -DZOLSTATS_BUILD_BENCH=OFF
     cmake --build "$build"
 }
 

@@ -5,7 +5,7 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/common.sh"
 
 sources() {
-    find include source gateway tools tests examples '(' -name '*.[ch]' -o -name '*.[ch]pp' ')' -print0
+    find include source gateway tools tests examples bench '(' -name '*.[ch]' -o -name '*.[ch]pp' ')' -print0
 }
 
 check_format() {
@@ -13,7 +13,7 @@ check_format() {
 }
 
 build_with_clang() {
-    CC=clang CXX=clang++ cmake --preset release -B build/clang -DZOLSTATS_BUILD_TESTS=OFF
+    CC=clang CXX=clang++ cmake --preset release -B build/clang -DZOLSTATS_BUILD_TESTS=OFF -DZOLSTATS_BUILD_BENCH=ON
     cmake --build build/clang -j2
 }
 
