@@ -7,9 +7,9 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstring>
 #include <string>
 #include <system_error>
 
@@ -88,7 +88,7 @@ std::size_t bodyLength(const char* reply, std::size_t headerLength) {
 void ReplyBuffer::grow(std::size_t capacity, std::size_t kept) {
     if (capacity > capacity_) {
         auto grown = std::make_unique_for_overwrite<char[]>(capacity + PackedItems::READ_AHEAD);
-        std::memcpy(grown.get(), bytes_.get(), kept);
+        std::copy_n(bytes_.get(), kept, grown.get());
         bytes_ = std::move(grown);
         capacity_ = capacity;
     }

@@ -21,7 +21,7 @@ struct Counts {
     int allocations = 0;
     std::vector<long> systemCalls{};
     long peakGrowth = 0;   // in the first query of a process
-    long laterGrowth = 0;  // in many more
+    long laterGrowth = 0;  // after many more
 };
 
 // A column that is connected where it is used, mostly in a child process.
@@ -71,7 +71,7 @@ void countMemory(const ColumnKind& kind, const Ports& ports, std::size_t count, 
         runOften();
     };
     counts.peakGrowth = peakGrowthOf([&] { column.connect(); }, [&] { column.run(); });
-    counts.laterGrowth = peakGrowthOf(warmUp, runOften);
+    counts.laterGrowth = lastingGrowthOf(warmUp, runOften);
 }
 
 using CountsBySize = std::map<std::size_t, std::vector<Counts>>;  // in the order of the columns

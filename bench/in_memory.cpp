@@ -123,7 +123,7 @@ void add(const std::string& what, std::size_t count, const Action& action, const
                 break;
             }
         }
-        state.SetItemsProcessed(static_cast<std::int64_t>(state.iterations() * count));
+        state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(count));
     });
 }
 

@@ -15,34 +15,67 @@
 namespace bench {
 namespace {
 
-// Make VmHWM, the highest mark of the resident memory, the present one.
+// A figure that a file of /proc tells behind its name, in kibibytes there.
+long bytesIn(const char* fileName, std::string_view name) {
+    std::ifstream file(fileName);
+    for (std::string word; file >> word;) {
+        long kibibytes = 0;
+        if (word == name && file >> kibibytes) {
+            return kibibytes * 1024;
+        }
+    }
+    throw std::runtime_error(std::string(fileName) + " does not tell " + std::string(name));
+}
+
+// The highest mark of the resident memory.
+long peakBytes() {
+    return bytesIn("/proc/self/status", "VmHWM:");
+}
+
+long residentBytes() {
+    return bytesIn("/proc/self/smaps_rollup", "Rss:");
+}
+
+// Make the highest mark the present one.
 void resetPeak() {
     std::ofstream("/proc/self/clear_refs") << "5\n";
 }
 
-long peakBytes() {
-    std::ifstream file("/proc/self/status");
-    for (std::string word; file >> word;) {
-        long kibibytes = 0;
-        if (word == "VmHWM:" && file >> kibibytes) {
-            return kibibytes * 1024;
-        }
-    }
-    throw std::runtime_error("the system does not tell the highest mark of the resident memory");
-}
+using Bytes = long (*)();
 
-[[noreturn]] void tellPeakGrowth(const gateway::Descriptor& out, const std::function<void()>& prepare,
-                                 const std::function<void()>& action) {
+[[noreturn]] void tellGrowth(Bytes bytes, const gateway::Descriptor& out,
+                             const std::function<void()>& prepare, const std::function<void()>& action) {
     try {
         prepare();
+        bytes();  // its own first use takes memory, too
         resetPeak();
-        const long before = residentBytes();
+        const long before = bytes();
         action();
-        const long growth = peakBytes() - before;
+        const long growth = bytes() - before;
         ::_exit(::write(out.number(), &growth, sizeof growth) == sizeof growth ? 0 : 1);
     } catch (const std::exception&) {
         ::_exit(1);
     }
+}
+
+long growthOf(Bytes bytes, const std::function<void()>& prepare, const std::function<void()>& action) {
+    std::array<int, 2> ends{};
+    if (::pipe(ends.data()) != 0) {
+        throw std::runtime_error("no pipe");
+    }
+    const gateway::Descriptor in(ends[0]);
+    const gateway::Descriptor out(ends[1]);
+    const pid_t child = ::fork();
+    if (child == 0) {
+        tellGrowth(bytes, out, prepare, action);
+    }
+    int status = 0;
+    long growth = 0;
+    ::waitpid(child, &status, 0);
+    if (status != 0 || ::read(in.number(), &growth, sizeof growth) != sizeof growth) {
+        throw std::runtime_error("a child that was to tell its memory has failed");
+    }
+    return growth;
 }
 
 std::string nameOfSystemCall(long number) {
@@ -79,32 +112,12 @@ std::string nameOfSystemCall(long number) {
 
 }  // namespace
 
-long residentBytes() {
-    std::ifstream file("/proc/self/statm");
-    long size = 0;
-    long resident = 0;
-    file >> size >> resident;
-    return resident * ::sysconf(_SC_PAGESIZE);
+long peakGrowthOf(const std::function<void()>& prepare, const std::function<void()>& action) {
+    return growthOf(peakBytes, prepare, action);
 }
 
-long peakGrowthOf(const std::function<void()>& prepare, const std::function<void()>& action) {
-    std::array<int, 2> ends{};
-    if (::pipe(ends.data()) != 0) {
-        throw std::runtime_error("no pipe");
-    }
-    const gateway::Descriptor in(ends[0]);
-    const gateway::Descriptor out(ends[1]);
-    const pid_t child = ::fork();
-    if (child == 0) {
-        tellPeakGrowth(out, prepare, action);
-    }
-    int status = 0;
-    long growth = 0;
-    ::waitpid(child, &status, 0);
-    if (status != 0 || ::read(in.number(), &growth, sizeof growth) != sizeof growth) {
-        throw std::runtime_error("a child that was to tell its memory has failed");
-    }
-    return growth;
+long lastingGrowthOf(const std::function<void()>& prepare, const std::function<void()>& action) {
+    return growthOf(residentBytes, prepare, action);
 }
 
 std::string describeSystemCalls(const std::vector<long>& calls) {

@@ -8,12 +8,11 @@
 
 namespace bench {
 
-// The resident memory of this process, in bytes.
-long residentBytes();
-
-// How far an action drives the resident memory up, in bytes, even if it gives it back. A forked child runs first
-// prepare, then action. Throws std::runtime_error when the child fails.
+// Both fork a child, which runs first prepare, then action, and throw std::runtime_error when it fails.
+// How far the action drives the resident memory up, in bytes, even if it gives it back.
 long peakGrowthOf(const std::function<void()>& prepare, const std::function<void()>& action);
+// How much more resident memory there is after the action.
+long lastingGrowthOf(const std::function<void()>& prepare, const std::function<void()>& action);
 
 // System calls by name, each with how often it was made, as "recvfrom 2, sendto 1".
 std::string describeSystemCalls(const std::vector<long>& calls);
