@@ -59,7 +59,7 @@ void countCalls(const ColumnKind& kind, const Ports& ports, std::size_t count, C
 
 // In a process that has not.
 void countMemory(const ColumnKind& kind, const Ports& ports, std::size_t count, Counts& counts) {
-    constexpr std::size_t ITEMS = 1'000'000;  // in all queries together
+    constexpr std::size_t ITEMS = 300'000;  // in all queries together
     LateColumn column(kind, ports, count);
     const auto runOften = [&] {
         for (std::size_t run = 0; run < std::clamp<std::size_t>(ITEMS / count, 5, 500); ++run) {

@@ -14,7 +14,7 @@ build=$(realpath -m "${ZOLSTATS_BENCH_BUILD:-build/bench}")
 time_limit=175
 
 # For how many seconds each thing is measured.
-declare -A seconds=([one_core]=10 [two_cores]=5 [many]=25 [scaling]=5 [open_close]=5 [trace]=8 [in_memory]=15)
+declare -A seconds=([one_core]=8 [two_cores]=4 [many]=20 [scaling]=4 [open_close]=5 [trace]=6 [in_memory]=15)
 scaling_sizes=10,100,1000,10000,100000,1000000
 if [[ ${1-} == --smoke ]]; then
     scaling_sizes=10,100,1000,10000,100000
