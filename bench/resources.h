@@ -9,7 +9,8 @@
 namespace bench {
 
 // Both fork a child, which runs first prepare, then action, and throw std::runtime_error when it fails.
-// How far the action drives the resident memory up, in bytes, even if it gives it back.
+// How far the action drives the resident memory up, in bytes, even if it gives it back. The kernel counts that in lots: it
+// may be some dozens of pages out.
 long peakGrowthOf(const std::function<void()>& prepare, const std::function<void()>& action);
 // How much more resident memory there is after the action.
 long lastingGrowthOf(const std::function<void()>& prepare, const std::function<void()>& action);
