@@ -172,9 +172,13 @@ use_cores() {
 # ---- Measurements
 
 measure() {
-    local program=$1
+    local program=$1 left=$((time_limit - SECONDS + measuring_start))
     shift
-    guarded timeout --verbose --kill-after=5 "$((time_limit - SECONDS + measuring_start))" \
+    if ((left <= 0)); then
+        echo "Measuring takes more than $time_limit seconds" >&2
+        exit 1
+    fi
+    guarded timeout --verbose --kill-after=5 "$left" \
         taskset -c "$client_core" "$build/bin/bench-$program" --gateway "${ports[gateway]}" --redis "${ports[redis]}" \
         --postgres "${ports[postgres]}" --results "$scratch/results" --scratch "$scratch" "$@"
 }
@@ -199,7 +203,7 @@ if [[ -z ${ZOLSTATS_BENCH_BUILD-} ]]; then
     install_packages "${build_packages[@]}" "${bench_packages[@]}"
     heading "Build"
     guarded cmake --preset bench --log-level=WARNING
-    guarded cmake --build --preset bench -j2
+    guarded cmake --build --preset bench --target bench/all -j2
 fi
 
 heading "Machine"
@@ -209,6 +213,9 @@ trap 'end_guarded; end_servers; remove_folders' EXIT
 make_folders
 start_servers
 mapfile -t cores < <(allowed_cores)
+if ((${#cores[@]} == 1)); then
+    echo "There is one core only: whatever is said of two below was measured on it"
+fi
 measuring_start=$SECONDS
 
 use_cores "${cores[0]}" "${cores[0]}"

@@ -16,7 +16,7 @@ build_packages=(cmake ninja-build g++ libcli11-dev libcrypt-dev libfmt-dev libgn
 # shellcheck disable=SC2034  # likewise
 bench_packages=(libbenchmark-dev libhiredis-dev libpq-dev postgresql redis-server)
 # shellcheck disable=SC2034  # likewise
-test_packages=("${build_packages[@]}" "${bench_packages[@]}" default-jdk-headless libgmock-dev libgtest-dev python3 tmux)
+test_packages=("${build_packages[@]}" default-jdk-headless libgmock-dev libgtest-dev python3 tmux)
 
 missing_packages() {
     local package

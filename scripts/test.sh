@@ -44,7 +44,7 @@ if setarch -R true 2>/dev/null; then
 fi
 
 heading "Packages"
-install_packages "${test_packages[@]}" clang clang-format clang-tidy libclang-rt-14-dev \
+install_packages "${test_packages[@]}" "${bench_packages[@]}" clang clang-format clang-tidy libclang-rt-14-dev \
     abigail-tools binutils chromium chromium-driver doxygen dpkg-dev fakeroot jq lintian man-db prometheus \
     openssl python3-jsonschema python3-prometheus-client python3-selenium systemd zsh
 
