@@ -47,7 +47,7 @@ TEST(BenchStatistics, RoundsThatDoNotBelongTogetherHaveNoRatio) {
 }
 
 TEST(BenchResults, AreReadAsTheyWereAdded) {
-    const std::string file = SCRATCH_FOLDER "/results";
+    const std::string file = RESULTS_FOLDER "/results";
     std::remove(file.c_str());
     appendResults(file, {{"one.10.a/b", 1.25}, {"one.10.b/a", 0.8}});
     appendResults(file, {{"two", 8}});
@@ -56,8 +56,8 @@ TEST(BenchResults, AreReadAsTheyWereAdded) {
 
 TEST(BenchResults, AreNotKeptWithoutAFile) {
     EXPECT_NO_THROW(appendResults("", {{"one", 1}}));
-    EXPECT_THROW(appendResults(SCRATCH_FOLDER "/no/such/folder", {{"one", 1}}), std::runtime_error);
-    EXPECT_THROW(readResults(SCRATCH_FOLDER "/no/such/file"), std::runtime_error);
+    EXPECT_THROW(appendResults(RESULTS_FOLDER "/no/such/folder", {{"one", 1}}), std::runtime_error);
+    EXPECT_THROW(readResults(RESULTS_FOLDER "/no/such/file"), std::runtime_error);
 }
 
 }  // namespace
