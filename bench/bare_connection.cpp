@@ -149,11 +149,12 @@ std::string_view BareConnection::exchangeInSteps(std::string_view request, std::
     pollfd wait{socket_.number(), POLLIN, 0};
     checked(::poll(&wait, 1, -1), "poll");
     receive(0, headerLength, MSG_WAITALL);
-    const std::size_t body = bodyLength(buffer_.data(), headerLength);
-    if (body > 0) {
-        receive(headerLength, body, MSG_WAITALL);
+    const std::size_t whole = headerLength + bodyLength(buffer_.data(), headerLength);
+    if (whole > headerLength) {
+        buffer_.grow(whole, headerLength);
+        receive(headerLength, whole - headerLength, MSG_WAITALL);
     }
-    return {buffer_.data(), headerLength + body};
+    return {buffer_.data(), whole};
 }
 
 }  // namespace bench

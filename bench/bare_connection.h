@@ -39,12 +39,12 @@ class BareConnection {
     // One send() and, where the reply comes in one piece, one recv(); a reply's header has that length. Gives the
     // whole reply, which stands until the next exchange.
     std::string_view exchange(std::string_view request, std::size_t headerLength);
+    // The same as the library reads: what it waits for, a header, a body.
+    std::string_view exchangeInSteps(std::string_view request, std::size_t headerLength);
 
   private:
     void send(std::string_view request);
     std::size_t receive(std::size_t at, std::size_t size, int flags);
-    // As the library reads: what it waits for, a header, a body.
-    std::string_view exchangeInSteps(std::string_view request, std::size_t headerLength);
     void introduce();
 
     gateway::Descriptor socket_;

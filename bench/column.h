@@ -49,11 +49,12 @@ struct ColumnKind {
 
 std::unique_ptr<Column> connectLimit(const Ports& ports);
 std::unique_ptr<Column> connectIdeal(const Ports& ports);
+std::unique_ptr<Column> connectSteps(const Ports& ports);
 std::unique_ptr<Column> connectZolstats(const Ports& ports);
 std::unique_ptr<Column> connectHiredis(const Ports& ports);
 std::unique_ptr<Column> connectLibpq(const Ports& ports);
 
-// All of them; the first three have the same server, which sends all three the same bytes.
+// All of them; the first four have the same server, which sends all four the same bytes.
 const std::vector<ColumnKind>& columnKinds();
 const ColumnKind& columnKind(const std::string& name);
 

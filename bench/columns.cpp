@@ -15,11 +15,10 @@ namespace {
 }  // namespace
 
 const std::vector<ColumnKind>& columnKinds() {
-    static const std::vector<ColumnKind> kinds{{"limit", false, connectLimit},
-                                               {"ideal", true, connectIdeal},
-                                               {"zolstats", true, connectZolstats},
-                                               {"hiredis", true, connectHiredis},
-                                               {"libpq", true, connectLibpq}};
+    static const std::vector<ColumnKind> kinds{
+        {"limit", false, connectLimit},    {"ideal", true, connectIdeal},
+        {"steps", true, connectSteps},     {"zolstats", true, connectZolstats},
+        {"hiredis", true, connectHiredis}, {"libpq", true, connectLibpq}};
     return kinds;
 }
 

@@ -9,28 +9,31 @@
 namespace bench {
 namespace {
 
+using Exchange = decltype(&BareConnection::exchange);
+
 // The two exchanges of a query. Its requests are made beforehand; the Gateway hands out the same admin id again.
 class BareQuery {
   public:
-    explicit BareQuery(const Ports& ports) : connection_(ports.gateway) {}
+    BareQuery(const Ports& ports, Exchange exchange) : connection_(ports.gateway), exchange_(exchange) {}
 
     void choose(std::size_t count) { query_ = statisticsRequest(connection_.adminId(), nameOf(count)); }
 
     // The call data that answers.
     std::string_view ask() {
-        connection_.exchange(initialise_, ADMIN_HEADER_LENGTH);
-        return connection_.exchange(query_, ADMIN_HEADER_LENGTH).substr(CALL_DATA_AT);
+        (connection_.*exchange_)(initialise_, ADMIN_HEADER_LENGTH);
+        return (connection_.*exchange_)(query_, ADMIN_HEADER_LENGTH).substr(CALL_DATA_AT);
     }
 
   private:
     BareConnection connection_;
+    Exchange exchange_;
     std::string initialise_ = initialiseRequest();
     std::string query_;
 };
 
 class Limit : public Column {
   public:
-    explicit Limit(const Ports& ports) : query_(ports) {}
+    explicit Limit(const Ports& ports) : query_(ports, &BareConnection::exchange) {}
 
     void choose(std::size_t count) override { query_.choose(count); }
     Checksum run() override {
@@ -49,7 +52,7 @@ class Limit : public Column {
 
 class Ideal : public Column {
   public:
-    explicit Ideal(const Ports& ports) : query_(ports) {}
+    Ideal(const Ports& ports, Exchange exchange) : query_(ports, exchange) {}
 
     void choose(std::size_t count) override { query_.choose(count); }
     Checksum run() override {
@@ -75,7 +78,11 @@ std::unique_ptr<Column> connectLimit(const Ports& ports) {
 }
 
 std::unique_ptr<Column> connectIdeal(const Ports& ports) {
-    return std::make_unique<Ideal>(ports);
+    return std::make_unique<Ideal>(ports, &BareConnection::exchange);
+}
+
+std::unique_ptr<Column> connectSteps(const Ports& ports) {
+    return std::make_unique<Ideal>(ports, &BareConnection::exchangeInSteps);
 }
 
 }  // namespace bench

@@ -23,7 +23,7 @@ class GatewayColumns : public testing::TestWithParam<const char*> {
   protected:
     const ColumnKind& kind() const { return columnKind(GetParam()); }
 };
-INSTANTIATE_TEST_SUITE_P(All, GatewayColumns, testing::Values("limit", "ideal", "zolstats"),
+INSTANTIATE_TEST_SUITE_P(All, GatewayColumns, testing::Values("limit", "ideal", "steps", "zolstats"),
                          [](const auto& test) { return std::string(test.param); });
 
 TEST_P(GatewayColumns, BringTheItemsThatWereChosen) {
@@ -85,17 +85,26 @@ TEST(BenchColumns, TheBareOnesSendWhatTheLibrarySends) {
     EXPECT_THAT(requests, testing::SizeIs(8));
     EXPECT_EQ(requestsOf("ideal"), requests);
     EXPECT_EQ(requestsOf("limit"), requests);
+    EXPECT_EQ(requestsOf("steps"), requests);
 }
 
-TEST(BenchColumns, TheIdealOneMakesFourSystemCalls) {
+std::vector<long> systemCallsOf(const std::string& kind) {
     const CannedGateway gateway;
     std::unique_ptr<Column> column;
     const auto prepare = [&] {
-        column = columnKind("ideal").connect(portsOf(gateway));
+        column = columnKind(kind).connect(portsOf(gateway));
         column->choose(COUNT);
         column->run();
     };
-    EXPECT_THAT(testing_support::systemCallsOf(prepare, [&] { column->run(); }), testing::SizeIs(4));
+    return testing_support::systemCallsOf(prepare, [&] { column->run(); });
+}
+
+TEST(BenchColumns, TheIdealOneMakesFourSystemCalls) {
+    EXPECT_THAT(systemCallsOf("ideal"), testing::SizeIs(4));
+}
+
+TEST(BenchColumns, TheOneInStepsMakesEight) {
+    EXPECT_THAT(systemCallsOf("steps"), testing::SizeIs(8));
 }
 
 }  // namespace

@@ -44,7 +44,7 @@ class Run(unittest.TestCase):
         headings = [line[3:] for line in finished.stdout.splitlines() if line.startswith("== ")]
         for section, heading in zip(SECTIONS, headings, strict=True):
             self.assertTrue(heading.startswith(section), heading)
-        for column in ["limit", "ideal", "zolstats", "hiredis", "libpq"]:
+        for column in ["limit", "ideal", "steps", "zolstats", "hiredis", "libpq"]:
             self.assertRegex(finished.stdout, rf"(?m)^{column} +[0-9]")
         self.assertNotIn("not measured", finished.stdout)
         self.assert_nothing_is_left()
