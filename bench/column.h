@@ -41,6 +41,21 @@ class Column {
     virtual void visit(const Visitor& visitor) = 0;
 };
 
+// A column that looks at its items: its Client has a forEach(each), which asks and calls each(id, value).
+template <class Client>
+class ItemColumn : public Column {
+  public:
+    Checksum run() final {
+        Checksum checksum;
+        client().forEach([&](std::string_view id, std::string_view value) { checksum.add(id, value); });
+        return checksum;
+    }
+    void visit(const Visitor& visitor) final { client().forEach(visitor); }
+
+  private:
+    Client& client() { return static_cast<Client&>(*this); }
+};
+
 struct ColumnKind {
     std::string name;
     bool looksAtItems;

@@ -50,20 +50,16 @@ class Limit : public Column {
     BareQuery query_;
 };
 
-class Ideal : public Column {
+class Ideal : public ItemColumn<Ideal> {
   public:
     Ideal(const Ports& ports, Exchange exchange) : query_(ports, exchange) {}
 
     void choose(std::size_t count) override { query_.choose(count); }
-    Checksum run() override {
-        Checksum checksum;
+
+    template <class Each>
+    void forEach(Each each) {
         items_.parse(query_.ask());
-        items_.walk([&](std::string_view id, std::string_view value) { checksum.add(id, value); });
-        return checksum;
-    }
-    void visit(const Visitor& visitor) override {
-        items_.parse(query_.ask());
-        items_.walk(visitor);
+        items_.walk(each);
     }
 
   private:

@@ -35,19 +35,12 @@ std::string_view text(const redisReply* reply) {
     return {reply->str, static_cast<std::size_t>(reply->len)};
 }
 
-class Hiredis : public Column {
+class Hiredis : public ItemColumn<Hiredis> {
   public:
     explicit Hiredis(const Ports& ports) : context_(connectTo(ports.redis)) {}
 
     void choose(std::size_t count) override { key_ = nameOf(count); }
-    Checksum run() override {
-        Checksum checksum;
-        forEach([&](std::string_view id, std::string_view value) { checksum.add(id, value); });
-        return checksum;
-    }
-    void visit(const Visitor& visitor) override { forEach(visitor); }
 
-  private:
     template <class Each>
     void forEach(Each each) {
         const Reply reply = checked(context_.get(), redisCommand(context_.get(), "HGETALL %s", key_.c_str()));
@@ -56,6 +49,7 @@ class Hiredis : public Column {
         }
     }
 
+  private:
     Context context_;
     std::string key_;
 };

@@ -37,7 +37,7 @@ void execute(PGconn* connection, const std::string& command) {
     checked(connection, PQexec(connection, command.c_str()), PGRES_COMMAND_OK);
 }
 
-class Libpq : public Column {
+class Libpq : public ItemColumn<Libpq> {
   public:
     explicit Libpq(const Ports& ports) : connection_(connectTo(ports.postgres)) {}
 
@@ -49,14 +49,7 @@ class Libpq : public Column {
                 PQprepare(connection_.get(), statement_.c_str(), select.c_str(), 0, nullptr),
                 PGRES_COMMAND_OK);
     }
-    Checksum run() override {
-        Checksum checksum;
-        forEach([&](std::string_view id, std::string_view value) { checksum.add(id, value); });
-        return checksum;
-    }
-    void visit(const Visitor& visitor) override { forEach(visitor); }
 
-  private:
     template <class Each>
     void forEach(Each each) {
         const Result rows =
@@ -73,6 +66,7 @@ class Libpq : public Column {
         }
     }
 
+  private:
     Connection connection_;
     std::string statement_;
 };

@@ -18,7 +18,7 @@ std::string_view text(const unsigned char* bytes, std::int32_t length) {
     return {reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length)};
 }
 
-class Zolstats : public Column {
+class Zolstats : public ItemColumn<Zolstats> {
   public:
     explicit Zolstats(const Ports& ports) {
         char* version = nullptr;
@@ -27,14 +27,7 @@ class Zolstats : public Column {
     ~Zolstats() override { closeGatewayConnection(&connection_); }
 
     void choose(std::size_t count) override { group_ = nameOf(count); }
-    Checksum run() override {
-        Checksum checksum;
-        forEach([&](std::string_view id, std::string_view value) { checksum.add(id, value); });
-        return checksum;
-    }
-    void visit(const Visitor& visitor) override { forEach(visitor); }
 
-  private:
     template <class Each>
     void forEach(Each each) {
         ResultSetToken* set = nullptr;
@@ -49,6 +42,7 @@ class Zolstats : public Column {
         }
     }
 
+  private:
     void* connection_ = nullptr;
     std::string group_;
 };
