@@ -44,9 +44,9 @@ Descriptor openChanges(const std::filesystem::path& folder) {
 std::string writeConfiguration(const std::filesystem::path& folder, int columns, int lines) {
     const std::filesystem::path file = folder / "configuration";
     std::ofstream(file) << "set -g escape-time 0\n"
-                        << "new-session -d -x " << columns << " -y " << lines << " /bin/sh\n"
-                        << "pipe-pane 'cat > \"" << (folder / "changes").string() << "\"'\n"
-                        << "send-keys \"echo 're'ady\" Enter\n";
+                        << "new-session -d -x " << columns << " -y " << lines << " \"PS1='"
+                        << Terminal::PROMPT << " ' exec /bin/sh\"\n"
+                        << "pipe-pane 'cat > \"" << (folder / "changes").string() << "\"'\n";
     return file;
 }
 
@@ -69,7 +69,7 @@ Terminal::Terminal(int columns, int lines)
             throw std::runtime_error("the terminal does not start");
         }
     }
-    waitFor("ready");
+    waitFor(PROMPT);
 }
 
 Terminal::~Terminal() {

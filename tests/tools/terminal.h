@@ -17,6 +17,9 @@ namespace program {
 // tmux, with a server of its own that ends with this object.
 class Terminal {
   public:
+    // Of the shell, without the blank behind it. It is there from the start: what is typed comes behind it.
+    static constexpr const char* PROMPT = "ready>";
+
     Terminal(int columns, int lines);
     ~Terminal();
     Terminal(const Terminal&) = delete;

@@ -35,6 +35,11 @@ class WatchScreen : public testing::Test {
     }
 
     void enter(const std::string& line) { terminal_->enter(line); }
+    // A command that ends by itself, to its end: what is typed sooner would stand in the middle of what the shell writes.
+    void runInShell(const std::string& command) {
+        enter(command + "; echo mar'ked'");
+        waitFor(std::string("\nmarked\n") + program::Terminal::PROMPT);
+    }
     void watch(const std::string& arguments = "") {
         enter("$ZOLSTAT watch " + arguments + "; echo \"ended with $?\"");
     }
@@ -109,7 +114,7 @@ TEST_F(WatchScreen, LetsNoControlByteThrough) {
 }
 
 TEST_F(WatchScreen, DoesWithPlainCharactersWhereThereAreNoOthers) {
-    enter("export LC_ALL=C");
+    runInShell("export LC_ALL=C");
     watch();
     waitFor("MEMORY_FREE_KB");
     EXPECT_THAT(screen(), HasSubstr("- CPU\n    CPU_USER"));
@@ -226,9 +231,7 @@ TEST_F(WatchScreen, FitsItselfToANewSize) {
 class WatchScreenEnd : public WatchScreen {
   protected:
     void watchBetweenTwoLooks() {
-        enter("export PID_FILE='" + pidFile().string() + "'");
-        enter("before=$(stty -g); echo mar'ked'");
-        waitFor("marked");  // what is typed sooner would stand before it
+        runInShell("PID_FILE='" + pidFile().string() + "'; export PID_FILE; before=$(stty -g)");
         enter("sh -c 'trap : INT; echo $$ > $PID_FILE; exec $ZOLSTAT watch'; echo \"ended with $?\"");
         waitFor("MEMORY_FREE_KB");
     }
@@ -277,24 +280,23 @@ TEST_F(WatchScreenEnd, ByASignalLeavesTheTerminalAsItWas) {
 }
 
 TEST_F(WatchScreenEnd, ForAWhileByCtrlZ) {
-    enter("before=$(stty -g); echo marked");
+    runInShell("before=$(stty -g)");
     watch();
     waitFor("MEMORY_FREE_KB");
     press("C-z");
     waitFor("Stopped");
     expectTerminalAsBefore();
-    enter("clear; fg");
+    enter("clear; fg; echo \"fg ended with $?\"");
     waitFor("MEMORY_FREE_KB");
     gateway().set("2000");
     waitForMatch("CPU_USER +2000");
     type("q");
-    waitUntilGone("MEMORY_FREE_KB");
-    enter("clear");
+    waitFor("fg ended with 0");
     expectSettingsAsBefore();
 }
 
 TEST_F(WatchScreen, IsNotForATerminalThatCannotPlaceItsCursor) {
-    enter("export TERM=dumb");
+    runInShell("export TERM=dumb");
     watch("--count 1");
     waitFor("ended with 0");
     EXPECT_THAT(screen(), HasSubstr("\nMEMORY\n  MEMORY_FREE_KB"));
