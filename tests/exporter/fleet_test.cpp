@@ -110,9 +110,12 @@ TEST_P(ExporterLeave, TakesNoMoreThanTheTimeOfTheScrape) {
 
 INSTANTIATE_TEST_SUITE_P(AfterEachQuery, ExporterLeave, testing::Values(Selection{}, Selection{"CPU"}));
 
+constexpr auto ALLOWED = 1s;
+constexpr auto MOST_OF_IT = ALLOWED / 2;  // a busy machine may let the scrape begin late
+
 Scrape timedOut(Fleet& fleet, const Endpoint& gateway) {
     const auto begin = Clock::now();
-    const auto end = begin + 200ms;
+    const auto end = begin + ALLOWED;
     return *resultBy(end, fleet.scrape(gateway, {}, end), gateway, begin);
 }
 
@@ -123,7 +126,8 @@ TEST(ExporterFleet, TellsThatTheTimeWentIntoAQueryWhereAGatewayHangs) {
     hanging.hang();
     const Scrape result = timedOut(fleet, at(hanging.port()));
     EXPECT_EQ(outcomeOf(result), "timeout");
-    EXPECT_GE(result.took.query, 190ms);
+    EXPECT_GE(result.took.query, MOST_OF_IT);
+    EXPECT_EQ(result.took.open, 0s);
     EXPECT_EQ(result.protocolVersion, "1.0");
 }
 
@@ -133,7 +137,8 @@ TEST(ExporterFleet, TellsThatTheTimeWentIntoOpeningWhereAPortOnlyAccepts) {
     Fleet fleet;
     const Scrape result = timedOut(fleet, at(port.number()));
     EXPECT_EQ(outcomeOf(result), "timeout");
-    EXPECT_GE(result.took.open, 190ms);
+    EXPECT_GE(result.took.open, MOST_OF_IT);
+    EXPECT_EQ(result.took.query, 0s);
 }
 
 TEST(ExporterFleet, SharesAScrapeAmongAllWhoAskForAGateway) {
