@@ -147,7 +147,9 @@ TEST(LiveServer, TellsTheFiguresOfTheMachineAndItsOwn) {
 
 TEST(LiveServer, CountsItsConnectionsRequestsAndBytes) {
     const gateway::Server server;
-    Client(server.port()).hangUp();
+    Client first(server.port());
+    server.waitForConnections(1);
+    first.hangUp();
     server.waitForConnections(0);
     const Client client(server.port());
     client.authorise();
