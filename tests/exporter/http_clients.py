@@ -1,6 +1,7 @@
 # A server for tests of HTTP, and what its clients do.
 # Not a test.
 # Nothing here comes from the protocol of the Gateways.
+import contextlib
 import http.client
 import os
 import pathlib
@@ -97,8 +98,11 @@ class HttpTest(unittest.TestCase):
         return data
 
     def status_of(self, server, data):
-        """Of the answer to these bytes; None where the connection ends without one."""
-        answer = self.until_end(self.raw(server, data))
+        """Of the answer to these bytes, of which not all need be taken; None where the connection ends without one."""
+        connection = self.raw(server)
+        with contextlib.suppress(ConnectionError):
+            connection.sendall(data)
+        answer = self.until_end(connection)
         return int(answer.split()[1]) if answer else None
 
     def drip(self, connection, pause=0.05):
