@@ -4,6 +4,7 @@
 #include <climits>
 
 #include "client.h"
+#include "support/answering_gateway.h"
 #include "trace_file.h"
 
 namespace {
@@ -18,6 +19,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::Values;
 using testing::ValuesIn;
+using testing_support::LoopbackPort;
 
 // What dumpState() writes about the connections.
 std::string stateDump() {
@@ -153,9 +155,9 @@ TEST_F(Opening, ChecksItsArgumentsInTheirOrder) {
 // ---- Nobody there
 
 TEST_F(Opening, IsRefusedWhereNothingListens) {
-    const int port = ScriptedGateway().port();
-    EXPECT_EQ(open(port), -135);
-    EXPECT_EQ(openRemote("127.0.0.1", port), -135);
+    const LoopbackPort port;
+    EXPECT_EQ(open(port.number()), -135);
+    EXPECT_EQ(openRemote("127.0.0.1", port.number()), -135);
     expectOutputsUntouched();
     expectNoneOpen();
 }
@@ -190,12 +192,12 @@ TEST_F(Opening, TracesWhyAHostWasNotFound) {
 }
 
 TEST_F(Opening, TracesThatItWasRefused) {
-    const int port = ScriptedGateway().port();
-    EXPECT_THAT(tracedByAll([&] { open(port); }),
+    const LoopbackPort port;
+    EXPECT_THAT(tracedByAll([&] { open(port.number()); }),
                 testing::Contains(line(
                     2004, "*EXC*",
                     "stapi_zol_gwytok.openStatsSocket() Failed to connect to Gateway %s:%u, connect rc = %d",
-                    "127.0.0.1", static_cast<unsigned>(port), -104)));
+                    "127.0.0.1", static_cast<unsigned>(port.number()), -104)));
 }
 
 // ---- Gateways that refuse

@@ -102,8 +102,8 @@ class Answers(unittest.TestCase):
     def setUp(self):
         self.gateway = programs.Gateway()
         self.addCleanup(self.gateway.stop)
-        self.dead = programs.Gateway()
-        self.assertEqual(self.dead.stop(), 0)
+        self.dead = programs.ClosedPort()
+        self.addCleanup(self.dead.close)
 
     def exporter(self, *options):
         exporter = programs.Exporter(*options)

@@ -6,6 +6,7 @@ import json
 import os
 import re
 import signal
+import socket
 import subprocess
 import threading
 import time
@@ -66,6 +67,18 @@ class Program:
         self._reader.join()
         self.process.stdout.close()
         return code
+
+
+class ClosedPort:
+    """Where nobody listens, and nobody else begins to meanwhile."""
+
+    def __init__(self):
+        self._holder = socket.socket()
+        self._holder.bind(("127.0.0.1", 0))
+        self.address = f"127.0.0.1:{self._holder.getsockname()[1]}"
+
+    def close(self):
+        self._holder.close()
 
 
 class Gateway:

@@ -17,7 +17,7 @@ import time
 import unittest
 import urllib.parse
 
-from programs import Exporter, Gateway
+from programs import ClosedPort, Exporter, Gateway
 
 SCRATCH = pathlib.Path(os.environ["SCRATCH"])
 PROGRAM = os.environ["ZOLSTATS_EXPORTER"]
@@ -185,8 +185,8 @@ class Probe(ExporterTest):
         self.assertEqual(told.value('zol_scrape_failure{reason="not_a_gateway"}'), 1)
 
     def test_of_a_gateway_that_is_down_is_up0_or_503_as_the_owner_wants(self):
-        down = self.silence()
-        down.end()
+        down = ClosedPort()
+        self.addCleanup(down.close)
         self.assertEqual(probe(self.start("--allow-target", "**:*"), down.address).value("zol_up"), 0)
         refused = probe(self.start("--allow-target", "**:*", "--on-failure", "503"), down.address)
         self.assertEqual(refused.status, 503)

@@ -5,7 +5,6 @@ Not a measurement of speed: see scripts/measure-exporter.sh.
 import http.client
 import os
 import pathlib
-import socket
 import threading
 import unittest
 
@@ -14,12 +13,6 @@ import programs
 CLIENTS = 4
 FIRST, ALL = 1000, 10000
 KIB_OF_GROWTH = 2048
-
-
-def port_where_nobody_listens():
-    with socket.socket() as taken:
-        taken.bind(("127.0.0.1", 0))
-        return taken.getsockname()[1]
 
 
 class Client(threading.Thread):
@@ -51,13 +44,14 @@ class Soak(unittest.TestCase):
     def setUp(self):
         self.gateway = programs.Gateway()
         self.addCleanup(self.gateway.stop)
-        nobody = f"127.0.0.1:{port_where_nobody_listens()}"
+        nobody = programs.ClosedPort()
+        self.addCleanup(nobody.close)
         self.exporter = programs.Exporter("--gateway", self.gateway.address, "--allow-target", "127.0.0.1:*")
         self.addCleanup(self.exporter.end)
         self.expected = {
             "/metrics": f'zol_up{{gateway="{self.gateway.address}"}} 1\n',
             f"/probe?target={self.gateway.address}&collect[]=CPU": "zol_up 1\n",
-            f"/probe?target={nobody}": "zol_up 0\n",
+            f"/probe?target={nobody.address}": "zol_up 0\n",
         }
 
     def scrape(self, times):

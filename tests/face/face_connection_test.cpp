@@ -2,6 +2,7 @@
 // face_query_test.cpp, how they are lost in face_loss_test.cpp. What each call promises stands in zolstats.hpp.
 #include "face.h"
 #include "face/calls.h"
+#include "support/answering_gateway.h"
 
 namespace {
 
@@ -55,8 +56,8 @@ struct Refusal {
 };
 
 Connection openWhereNobodyListens() {
-    const int port = ScriptedGateway().port();
-    return Connection::openLocal(port);
+    const testing_support::LoopbackPort port;
+    return Connection::openLocal(port.number());
 }
 
 const Refusal REFUSALS[] = {

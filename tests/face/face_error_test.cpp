@@ -4,6 +4,7 @@
 
 #include "face.h"
 #include "other_units.h"
+#include "support/answering_gateway.h"
 
 namespace {
 
@@ -91,9 +92,9 @@ TEST_F(Connected, ErrorsNameTheCallThatFailed) {
 }
 
 TEST_F(Connected, ErrorsOfOpeningNameTheCallAndAreConditions) {
-    const int port = ScriptedGateway().port();
+    const testing_support::LoopbackPort port;
     try {
-        Connection::openRemote("127.0.0.1", port);
+        Connection::openRemote("127.0.0.1", port.number());
         ADD_FAILURE();
     } catch (const Error& error) {
         EXPECT_EQ(error.code(), std::errc::connection_refused);

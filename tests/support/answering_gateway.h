@@ -13,6 +13,7 @@
 #include <array>
 #include <cerrno>
 #include <condition_variable>
+#include <cstdint>
 #include <mutex>
 #include <string>
 #include <system_error>
@@ -68,13 +69,16 @@ inline Bytes openReplies() {
     return connectReplies() + adminInitReply() + protocolReply();
 }
 
-// A socket at a free port of the loopback address. As long as it does not listen, connecting to it is
-// refused.
+// A socket at a port of the loopback address: a free one, or one that a server has just left. As long as it does not
+// listen, connecting to it is refused, and no other test that runs meanwhile gets it.
 class LoopbackPort {
   public:
-    LoopbackPort() {
+    explicit LoopbackPort(int number = 0) {
+        const int isUsed = number != 0 ? 1 : 0;  // the server's last connections may not be forgotten yet
+        ::setsockopt(socket_, SOL_SOCKET, SO_REUSEADDR, &isUsed, sizeof isUsed);
         sockaddr_in address{};
         address.sin_family = AF_INET;
+        address.sin_port = htons(static_cast<std::uint16_t>(number));
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         if (::bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
             throw std::system_error(errno, std::generic_category(), "a port of the loopback address");

@@ -7,10 +7,12 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 
 #include "server.h"
+#include "support/answering_gateway.h"
 
 class SteeredGateway {
   public:
@@ -50,9 +52,13 @@ class SteeredGateway {
         changed_.notify_all();
     }
 
-    void die() { server_.reset(); }
+    void die() {
+        server_.reset();
+        deadPort_.emplace(port_);
+    }
     // On the same port as before.
     void comeBack() {
+        deadPort_.reset();
         gateway::Options options;
         options.port = static_cast<std::uint16_t>(port_);
         options.statistics = [this] {
@@ -84,6 +90,7 @@ class SteeredGateway {
     int step_ = 0;
     bool hangs_ = false;
     int port_ = 0;
+    std::optional<testing_support::LoopbackPort> deadPort_;
     std::unique_ptr<gateway::Server> server_;  // last: its threads use what stands above
 };
 
