@@ -226,7 +226,7 @@ class Slowness(HttpTest):
         self.assertLess(len(self.until_end(connection)), 30000000)
 
     def test_a_handler_may_take_longer_than_any_client(self):
-        server = self.serve(request=100, silence=100)
+        server = self.serve(request=1000, silence=1000)
         connection = self.raw(server, b"GET /gate HTTP/1.1\r\nHost: a\r\nConnection: close\r\n\r\n")
         self.ask(server, "/gate/guest")
         self.until_end(self.raw(server))  # lasts as long as a request may
