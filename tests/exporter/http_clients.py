@@ -105,6 +105,13 @@ class HttpTest(unittest.TestCase):
         answer = self.until_end(connection)
         return int(answer.split()[1]) if answer else None
 
+    def wait_for_descriptors(self, server, number, limit_s=AT_ONCE_S):
+        """Until it has no more than so many: it closes a connection when it gets round to it."""
+        start = time.monotonic()
+        while server.descriptors() > number:
+            self.assertLess(time.monotonic() - start, limit_s)
+            time.sleep(0.01)
+
     def drip(self, connection, pause=0.05):
         """Sends a byte now and then, for as long as anybody takes them; how many seconds that was."""
         start = time.monotonic()

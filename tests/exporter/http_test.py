@@ -219,10 +219,7 @@ class Slowness(HttpTest):
         connection = self.raw(server, b"GET /big?bytes=30000000 HTTP/1.1\r\nHost: a\r\n\r\n")
         connection.recv(1)
         self.assertGreater(server.descriptors(), before)
-        start = time.monotonic()
-        while server.descriptors() > before:
-            self.assertLess(time.monotonic() - start, self.LATE_S)
-            time.sleep(0.01)
+        self.wait_for_descriptors(server, before, self.LATE_S)
         self.assertLess(len(self.until_end(connection)), 30000000)
 
     def test_a_handler_may_take_longer_than_any_client(self):
@@ -299,11 +296,14 @@ class Growth(HttpTest):
                 for done in [threads.submit(some_requests, 50) for _ in range(8)]:
                     done.result()
 
-        all_requests()
-        descriptors, memory = server.descriptors(), server.resident_kb()
-        all_requests()
-        self.assertLess(abs(server.descriptors() - descriptors), 8)  # some are about to close, then and now
-        self.assertLess(server.resident_kb() - memory, 5000)
+        def memory_after_all_requests():
+            all_requests()
+            self.wait_for_descriptors(server, descriptors)
+            return server.resident_kb()
+
+        descriptors = server.descriptors()
+        memory = memory_after_all_requests()
+        self.assertLess(memory_after_all_requests() - memory, 5000)
 
 
 class Farewell(HttpTest):
