@@ -109,10 +109,10 @@ class Users(WebTest):
             return server.processor_s() - before
 
         good = basic("ann", "secret")
-        first = cost(good)
-        self.assertLess(cost(*[good] * 5), first / 2)
+        part = cost(good) / 4  # a processor that is shared may take twice as long for the same
+        self.assertLess(cost(*[good] * 5), part)
         for wrong in [basic("ann", "guess"), basic("eve", "guess")]:
-            self.assertGreater(cost(wrong), first / 2)
+            self.assertGreater(cost(wrong), part)
 
     def test_a_reload_changes_who_comes_in(self):
         server = self.serve_with(self.users(ann="secret"))
