@@ -4,7 +4,6 @@
 #include "canned_gateway.h"
 #include "column.h"
 #include "requests.h"
-#include "support/counted_system_calls.h"
 #include "support/scripted_gateway.h"
 
 namespace {
@@ -86,25 +85,6 @@ TEST(BenchColumns, TheBareOnesSendWhatTheLibrarySends) {
     EXPECT_EQ(requestsOf("ideal"), requests);
     EXPECT_EQ(requestsOf("limit"), requests);
     EXPECT_EQ(requestsOf("steps"), requests);
-}
-
-std::vector<long> systemCallsOf(const std::string& kind) {
-    const CannedGateway gateway;
-    std::unique_ptr<Column> column;
-    const auto prepare = [&] {
-        column = columnKind(kind).connect(portsOf(gateway));
-        column->choose(COUNT);
-        column->run();
-    };
-    return testing_support::systemCallsOf(prepare, [&] { column->run(); });
-}
-
-TEST(BenchColumns, TheIdealOneMakesFourSystemCalls) {
-    EXPECT_THAT(systemCallsOf("ideal"), testing::SizeIs(4));
-}
-
-TEST(BenchColumns, TheOneInStepsMakesEight) {
-    EXPECT_THAT(systemCallsOf("steps"), testing::SizeIs(8));
 }
 
 }  // namespace
