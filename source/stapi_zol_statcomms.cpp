@@ -200,7 +200,7 @@ struct CallData {
 
 // ---- Writing the result set buffer
 
-// The end of what was written to a buffer that grows. After a failed growth there is no room for anything.
+// The end of what was written to a buffer that grows. After a failed growth nothing more is written.
 template <Tracing Sites>
 struct SetWriter {
     unsigned char** buffer;
@@ -255,7 +255,7 @@ struct SetWriter {
         while (rc == 0 && count > room) {
             const auto kept = static_cast<int>(written());
             rc = reallocResultsSetBuffer(buffer, capacity, &cursor, kept);
-            room = rc == 0 ? int64_t{*capacity} - kept : -1;
+            room = int64_t{*capacity} - kept;
         }
     }
 

@@ -427,6 +427,14 @@ TEST_P(FailedGrowth, ReadsNoFurther) {
     EXPECT_LE(trace.lines(2227).size() + trace.lines(2222).size(), 1U);
 }
 
+TEST_P(FailedGrowth, LeavesTheTraceToTellWhatWasWrittenBefore) {
+    const TraceCapture trace(4);
+    parseStats(oneResponse(SOME_STATISTICS));
+    EXPECT_THAT(trace.lines(2241),
+                ElementsAre(line(2241, "DEBUG",
+                                 "stapi_zol_statcomms.parseStatsData parsed data total = %d bytes ", 12)));
+}
+
 INSTANTIATE_TEST_SUITE_P(OfBothParsers, FailedGrowth,
                          testing::Combine(testing::Values(Kind::Stats, Kind::Ids),
                                           testing::Values(0, -1, INT32_MIN)));
